@@ -1,0 +1,62 @@
+#pragma once
+
+#include "Win32/UniqueHandle.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+/// Open registry key, closed when the object dies. Reading never creates anything.
+/// A value of another type than the asked-for one, or of a wrong size, reads as absent.
+class CRegistryKey
+{
+public:
+    /// The key `path` under HKEY_LOCAL_MACHINE (32-bit view, as for every 32-bit process); empty when it is absent.
+    [[nodiscard]] static CRegistryKey OpenMachine(const wchar_t* path, REGSAM access = KEY_READ) noexcept
+    {
+        CRegistryKey result;
+        if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, access, result.m_key.put()) != ERROR_SUCCESS)
+            (void)result.m_key.release();
+        return result;
+    }
+
+    explicit operator bool() const noexcept
+    {
+        return static_cast<bool>(m_key);
+    }
+
+    /// REG_DWORD of exactly four bytes.
+    [[nodiscard]] std::optional<DWORD> ReadDword(const wchar_t* name) const noexcept
+    {
+        DWORD value = 0;
+        DWORD type = 0;
+        DWORD sizeBytes = sizeof(value);
+        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &sizeBytes) != ERROR_SUCCESS)
+            return std::nullopt;
+        if (type != REG_DWORD || sizeBytes != sizeof(value))
+            return std::nullopt;
+        return value;
+    }
+
+    /// REG_SZ or REG_EXPAND_SZ (not expanded) of at least one character that fits `kTextBufferBytes`, terminator
+    /// included. Text that is not a whole number of UTF-16 units, or not terminated, reads as absent.
+    [[nodiscard]] std::optional<std::wstring> ReadText(const wchar_t* name) const
+    {
+        wchar_t buffer[kTextBufferBytes / sizeof(wchar_t)] = {};
+        DWORD type = 0;
+        DWORD sizeBytes = sizeof(buffer);
+        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &sizeBytes) != ERROR_SUCCESS)
+            return std::nullopt;
+        const DWORD countChars = sizeBytes / sizeof(wchar_t);
+        const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
+        if (!isText || sizeBytes % sizeof(wchar_t) != 0 || countChars == 0 || buffer[countChars - 1] != L'\0' || buffer[0] == L'\0')
+            return std::nullopt;
+        return std::wstring(buffer);
+    }
+
+    static constexpr DWORD kTextBufferBytes = 510;
+
+private:
+    CUniqueHandle<HKEY, &::RegCloseKey> m_key;
+};
