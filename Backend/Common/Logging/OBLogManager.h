@@ -21,6 +21,7 @@ struct LogMessage
 };
 
 /// Where messages go: the log file, or a test's memory. Called from any thread, never two calls at once.
+/// Write runs under the manager's lock: it must not log and must not replace the sink.
 class ILogSink
 {
 public:
@@ -44,7 +45,8 @@ public:
     }
 
     /// The component's logger; the same object for the same name. Lives as long as the module.
-    static COBLoggerComponent& GetLogger(std::wstring_view componentName);
+    /// The table holds 16 names; further ones share its last entry.
+    static COBLoggerComponent& GetLogger(std::wstring_view componentName) noexcept;
 
     /// Printf-style text; see LogFormat::Format for what it understands.
     template <class... Arguments>
@@ -61,6 +63,7 @@ public:
 
 private:
     friend class COBLoggerComponent;
+    friend struct LogSinkSlot;
     static void Deliver(const LogMessage& message) noexcept;
 
     static std::atomic<std::uint32_t> s_levels;

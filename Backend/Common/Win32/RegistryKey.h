@@ -32,7 +32,8 @@ public:
         DWORD value = 0;
         DWORD type = 0;
         DWORD sizeBytes = sizeof(value);
-        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &sizeBytes) != ERROR_SUCCESS)
+        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(&value),
+                                         &sizeBytes) != ERROR_SUCCESS)
             return std::nullopt;
         if (type != REG_DWORD || sizeBytes != sizeof(value))
             return std::nullopt;
@@ -45,18 +46,42 @@ public:
     {
         wchar_t buffer[kTextBufferBytes / sizeof(wchar_t)] = {};
         DWORD type = 0;
-        DWORD sizeBytes = sizeof(buffer);
-        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &sizeBytes) != ERROR_SUCCESS)
+        return ReadTextInto(buffer, sizeof(buffer), name, type);
+    }
+
+    /// As ReadText, but up to the longest path that the system knows, and with the environment variables of a
+    /// REG_EXPAND_SZ expanded.
+    [[nodiscard]] std::optional<std::wstring> ReadPath(const wchar_t* name) const
+    {
+        std::wstring buffer(kPathBufferChars, L'\0');
+        DWORD type = 0;
+        std::optional<std::wstring> text =
+            ReadTextInto(buffer.data(), static_cast<DWORD>(buffer.size() * sizeof(wchar_t)), name, type);
+        if (!text || type != REG_EXPAND_SZ)
+            return text;
+        const DWORD countChars =
+            ::ExpandEnvironmentStringsW(text->c_str(), buffer.data(), static_cast<DWORD>(buffer.size()));
+        if (countChars == 0 || countChars > buffer.size())
+            return std::nullopt;
+        return std::wstring(buffer.c_str());
+    }
+
+    static constexpr DWORD kTextBufferBytes = 510;
+    static constexpr DWORD kPathBufferChars = 32768;
+
+private:
+    std::optional<std::wstring> ReadTextInto(wchar_t* buffer, DWORD sizeBytes, const wchar_t* name, DWORD& type) const
+    {
+        if (!m_key || ::RegQueryValueExW(m_key.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer),
+                                         &sizeBytes) != ERROR_SUCCESS)
             return std::nullopt;
         const DWORD countChars = sizeBytes / sizeof(wchar_t);
         const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
-        if (!isText || sizeBytes % sizeof(wchar_t) != 0 || countChars == 0 || buffer[countChars - 1] != L'\0' || buffer[0] == L'\0')
+        if (!isText || sizeBytes % sizeof(wchar_t) != 0 || countChars == 0 || buffer[countChars - 1] != L'\0' ||
+            buffer[0] == L'\0')
             return std::nullopt;
         return std::wstring(buffer);
     }
 
-    static constexpr DWORD kTextBufferBytes = 510;
-
-private:
     CUniqueHandle<HKEY, &::RegCloseKey> m_key;
 };

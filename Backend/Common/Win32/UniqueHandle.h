@@ -10,12 +10,8 @@ class CUniqueHandle
 {
 public:
     CUniqueHandle() noexcept = default;
-    explicit CUniqueHandle(Handle handle) noexcept : m_handle(handle)
-    {
-    }
-    CUniqueHandle(CUniqueHandle&& other) noexcept : m_handle(other.release())
-    {
-    }
+    explicit CUniqueHandle(Handle handle) noexcept : m_handle(handle) {}
+    CUniqueHandle(CUniqueHandle&& other) noexcept : m_handle(other.release()) {}
     CUniqueHandle& operator=(CUniqueHandle&& other) noexcept
     {
         if (this != &other)

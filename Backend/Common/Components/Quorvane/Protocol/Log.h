@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Logging/LastErrorKeeper.h"
 #include "Logging/OBLogManager.h"
 
 #include <source_location>
@@ -26,6 +27,7 @@ void Log(LogLevel level, LogFormatAt message, const Arguments&... arguments) noe
 {
     if (!COBLogManager::IsLogging())
         return;
+    const CLastErrorKeeper keeper;
     try
     {
         COBLoggerComponent& logger = QuorvaneLogger();
