@@ -1,0 +1,34 @@
+# Shared by the verbs of ./dev, which source it; the project's root is the current folder.
+set -euo pipefail
+jobs=${QUORVANE_JOBS:-$(nproc)}
+
+fail() {
+    echo "dev: $*" >&2
+    exit 1
+}
+
+# Every verb that builds calls this; it costs a few milliseconds when nothing is missing.
+ensure_setup() {
+    bash Tools/Dev/verbs/setup.sh
+}
+
+# configure_and_build PRESET [TARGET ...]
+configure_and_build() {
+    local preset=$1
+    shift
+    local targets=()
+    (($# == 0)) || targets=(--target "$@")
+    # Ninja reconfigures by itself when a CMake file changes.
+    [[ -f build/$preset/build.ninja ]] || { mkdir -p build && cmake --preset "$preset" >build/configure.log 2>&1; } || {
+        cat build/configure.log >&2
+        fail "configuring '$preset' failed; the messages are above."
+    }
+    cmake --build --preset "$preset" "${targets[@]}" -- -j "$jobs" --quiet
+}
+
+# Processes that died with requests open leave files in the Internet cache that slow down every later request.
+clean_internet_cache() {
+    local users=build/wineprefix/drive_c/users
+    [[ -d $users ]] || return 0
+    find "$users" -type d \( -name 'Temporary Internet Files' -o -name INetCache \) -prune -exec rm -rf {} +
+}

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# builds and runs all tests, the native ones and those under Wine; --filter REGEX takes some of them
+source Tools/Dev/common.sh
+filter=()
+if [[ ${1:-} == --filter && -n ${2:-} ]]; then
+    filter=(-R "$2")
+elif (($# > 0)); then
+    echo "usage: ./dev test [--filter REGEX]" >&2
+    exit 2
+fi
+ensure_setup
+configure_and_build native
+configure_and_build win32
+# The first program of a new prefix waits for its creation; do that once, outside of the tests' time limits.
+Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+clean_internet_cache
+
+status=0
+for preset in native win32; do
+    rm -f "build/$preset/Testing/Temporary/LastTest.log"
+    ctest --preset "$preset" -j "$jobs" --no-tests=ignore "${filter[@]}" || status=1
+done
+logs=()
+for preset in native win32; do
+    [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")
+done
+((${#logs[@]})) || fail "no test was run."
+# One count over all programs. A failing script that no program's own summary explains (a crash, a time-out) is one
+# failed test.
+awk -f Tools/Dev/count-tests.awk "${logs[@]}" || status=1
+exit "$status"
