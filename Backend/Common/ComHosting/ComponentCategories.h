@@ -1,0 +1,14 @@
+#pragma once
+
+#include <windows.h>
+
+#include <comcat.h>
+
+#include <span>
+
+/// The categories that a class implements, in the registry. The thread must have initialised COM when there are any.
+namespace ComponentCategories
+{
+[[nodiscard]] HRESULT Register(REFCLSID clsid, std::span<const CATID> categories) noexcept;
+[[nodiscard]] HRESULT Unregister(REFCLSID clsid, std::span<const CATID> categories) noexcept;
+} // namespace ComponentCategories

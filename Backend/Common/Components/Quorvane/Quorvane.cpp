@@ -1,0 +1,66 @@
+#include "AVCommand.h"
+#include "ComHosting/ComModule.h"
+#include "ComHosting/ComObject.h"
+#include "ComHosting/WinApp.h"
+#include "Logging/LogSettings.h"
+#include "resource.h"
+
+#include <Quorvane.h>
+
+namespace
+{
+using AVCommandInterfaces = ComInterfaceChain<IAVCommand5, IAVCommand4, IAVCommand3, IAVCommand2, IAVCommand>;
+
+constinit CComClassFactory avCommandFactory(&CreateComObject<CAVCommand, AVCommandInterfaces>);
+
+constinit const ComObjectMapEntry objectMap[] = {
+    {&CLSID_AVCommand, IDR_AVCOMMAND, {}, &avCommandFactory},
+};
+
+class CQuorvaneApp final : public CWinApp
+{
+public:
+    bool InitInstance() noexcept override
+    {
+        CComModule::Get().Init(objectMap, Instance(), &LIBID_QUORVANELib);
+        return CWinApp::InitInstance();
+    }
+    void ExitInstance() noexcept override
+    {
+        CComModule::Get().Term();
+        CWinApp::ExitInstance();
+    }
+};
+
+constinit CQuorvaneApp app;
+} // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
+{
+    return CWinAppEntry::OnDllMain(app, instance, reason, reserved);
+}
+
+STDAPI DllCanUnloadNow()
+{
+    return CWinApp::CanUnload() && CComModule::Get().LockCount() == 0 ? S_OK : S_FALSE;
+}
+
+// Both entry points below are where a client's work begins, and neither runs inside DllMain: the place to look at the
+// log settings.
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object)
+{
+    LogSettings::Apply();
+    return CComModule::Get().GetClassObject(clsid, iid, object);
+}
+
+STDAPI DllRegisterServer()
+{
+    LogSettings::Apply();
+    return CComModule::Get().RegisterServer();
+}
+
+STDAPI DllUnregisterServer()
+{
+    return CComModule::Get().UnregisterServer();
+}
