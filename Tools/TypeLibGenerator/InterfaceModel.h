@@ -9,12 +9,14 @@
 /// What an interface description says, free of notation. Plain data; the parser checks that every name is known.
 namespace InterfaceModel
 {
-/// A type that needs no declaration, with its spelling in the client header and its VARTYPE in the type library.
+/// A type that needs no declaration, with its spelling in the client header, its VARTYPE in the type library and its
+/// size in a 32-bit process.
 struct BaseType
 {
     std::string_view name;
     std::string_view headerName;
     std::uint16_t variantType;
+    std::uint32_t sizeBytes;
 };
 
 struct TypeReference

@@ -1,5 +1,6 @@
 #include "TypeLibWriter.h"
 
+#include "RecordLayout.h"
 #include "Win32/ComMemory.h"
 #include "Win32/ComPointer.h"
 
@@ -78,12 +79,22 @@ public:
             CreateType(entry);
         for (const LibraryEntry& entry : m_description.library.entries)
             FillType(entry);
-        for (const LibraryEntry& entry : m_description.library.entries)
-            Check(Type(entry.name)->LayOut(), "laying out " + entry.name);
+        LayOutTypes();
         Check(m_library->SaveAllChanges(), "saving " + path.string());
     }
 
 private:
+    void LayOutTypes()
+    {
+        // A base comes before what derives from it, as in the description: an interface's first slot is known only
+        // when its base has been laid out.
+        for (const Interface& type : m_description.interfaces)
+            Check(Type(type.name)->LayOut(), "laying out " + type.name);
+        for (const LibraryEntry& entry : m_description.library.entries)
+            if (entry.kind != TypeKind::Interface)
+                Check(Type(entry.name)->LayOut(), "laying out " + entry.name);
+    }
+
     void CreateLibrary(const std::filesystem::path& path)
     {
         const Library& library = m_description.library;
@@ -252,11 +263,13 @@ private:
     {
         ICreateTypeInfo& type = *Type(record.name);
         Check(type.SetAlignment(sizeof(void*)), "alignment of " + record.name);
+        const RecordLayout layout = LayOutRecord(record);
         for (UINT i = 0; i < record.fields.size(); ++i)
         {
             CTypeDescriptions descriptions;
             VARDESC variable{};
             variable.varkind = VAR_PERINSTANCE;
+            variable.oInst = layout.fieldOffsets[i];
             variable.elemdescVar.tdesc = MakeType(descriptions, type, record.fields[i].type);
             AddVariable(type, i, variable, record.fields[i].name);
         }

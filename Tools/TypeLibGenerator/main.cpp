@@ -5,6 +5,8 @@
 
 #include "HeaderWriter.h"
 #include "InterfaceParser.h"
+#include "RecordLayout.h"
+#include "TypeLibFile.h"
 #include "TypeLibWriter.h"
 
 #include <cstdio>
@@ -12,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
 
@@ -35,6 +38,17 @@ void WriteFile(const std::filesystem::path& path, const std::string& text)
         throw std::runtime_error("cannot write " + path.string());
 }
 
+void WriteTypeLibrary(const InterfaceModel::Description& description, const std::filesystem::path& path)
+{
+    TypeLibWriter::Write(description, path);
+    std::map<std::string, std::uint32_t> recordSizes;
+    for (const InterfaceModel::Record& record : description.records)
+        recordSizes[record.name] = LayOutRecord(record).sizeBytes;
+    std::string file = ReadFile(path);
+    TypeLibFile::FillInRecordSizes(file, recordSizes);
+    WriteFile(path, file);
+}
+
 int Run(int argumentCount, char* arguments[])
 {
     const std::string command = argumentCount > 1 ? arguments[1] : "";
@@ -52,7 +66,7 @@ int Run(int argumentCount, char* arguments[])
     const InterfaceModel::Description description = ParseInterfaceDescription(ReadFile(source), sourceName);
     if (isTypeLib)
     {
-        TypeLibWriter::Write(description, arguments[3]);
+        WriteTypeLibrary(description, arguments[3]);
         return 0;
     }
     const std::filesystem::path header = arguments[3];
