@@ -7,6 +7,7 @@ packages=(
     g++-mingw-w64-i686-posix mingw-w64-tools
     wine wine32:i386
     libgtest-dev libgmock-dev libasio-dev libcli11-dev nlohmann-json3-dev
+    libgcrypt20-dev libgpg-error-dev libgcrypt-mingw-w64-dev libgpg-error-mingw-w64-dev
 )
 
 missing() {

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "CameraSim/Http/HttpMessage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The ways in which a camera, or the network before it, misbehaves.
+enum class FaultKind
+{
+    Delay,            ///< waits before the status line
+    BodyDelay,        ///< waits in the middle of the body
+    Drop,             ///< closes without a byte
+    DropInHeaders,    ///< closes in the middle of the head
+    DropAfterHeaders, ///< closes behind the head
+    Garbage,          ///< sends bytes that are not HTTP, closes
+    Status,           ///< answers with another status
+    Truncate,         ///< sends half of the announced body, closes
+    Silent,           ///< accepts and never answers
+    NoChallenge,      ///< 401 without WWW-Authenticate
+    BigBody,          ///< a body of many bytes
+    Chunked,          ///< Transfer-Encoding: chunked, small chunks
+    Drip,             ///< everything byte by byte
+    Body              ///< answers 200 with the given text instead of the camera's own answer
+};
+
+struct Fault
+{
+    FaultKind kind = FaultKind::Delay;
+    std::string path = {}; ///< beginning of the target without its leading slash; empty: every request
+    unsigned skip = 0;     ///< so many matching requests pass unharmed first
+    unsigned count = 1;    ///< then so many are hit; 0: until the fault is removed
+    /// Hits only requests whose credentials were accepted. Always so for Body, which stands in for the camera's answer.
+    bool afterAuthentication = false;
+    std::uint32_t milliseconds = 0;       ///< Delay, BodyDelay: the pause; Drip: between two bytes
+    unsigned status = 0;                  ///< Status
+    std::size_t sizeBytes = 0;            ///< BigBody; Chunked: of one chunk
+    std::string text = {};                ///< Body, Status: the body; Garbage: the bytes
+    std::vector<HttpHeader> headers = {}; ///< Body, Status: added to the reply
+};
+
+namespace FaultText
+{
+
+/// The name used by the options and the control interface, for instance "drop-in-headers".
+std::string_view Name(FaultKind kind) noexcept;
+std::optional<FaultKind> KindFromName(std::string_view name) noexcept;
+/// All names in their order, separated by ", ".
+std::string AllNames();
+
+/// A fault of that kind with the arguments that it has when none are given (a delay of 1000 ms, a status of 503, ...).
+Fault WithDefaults(FaultKind kind);
+
+/// "KIND[:ARGUMENT][@PATH][*COUNT]", for instance "delay:1500@command/inquiry.cgi*2"; without a count the fault stays.
+/// Throws std::invalid_argument with a text for the user.
+Fault Parse(std::string_view text);
+
+/// Throws std::invalid_argument when an argument makes no sense for the kind.
+void Validate(const Fault& fault);
+
+} // namespace FaultText

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "CameraSim/Faults/Fault.h"
+#include "CameraSim/Http/ReplyScript.h"
+
+#include <vector>
+
+namespace FaultScript
+{
+
+/// True when the camera never gets to carry out the request: the fault stands in for its whole answer.
+bool ReplacesAnswer(const Fault& fault) noexcept;
+
+/// True when not even a status line leaves the camera.
+bool SwallowsReply(const std::vector<Fault>& faults) noexcept;
+
+/// The answer of a camera that is hit by a fault of that kind. `reply` is its own answer, which most kinds keep.
+HttpReply Alter(HttpReply reply, const std::vector<Fault>& faults);
+
+/// What goes over the wire: the reply, cut, slowed and damaged as the faults say.
+/// `isHead`: the request was a HEAD, so the body is announced and not sent.
+ReplyScript Build(const HttpReply& reply, const std::vector<Fault>& faults, bool keepAlive, bool isHead);
+
+} // namespace FaultScript

@@ -1,0 +1,44 @@
+#include "CameraSim/Text/Base64.h"
+
+#include <cstdint>
+
+namespace Base64
+{
+
+namespace
+{
+
+constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+} // namespace
+
+std::optional<std::string> Decode(std::string_view text)
+{
+    if (text.size() % 4 != 0)
+        return std::nullopt;
+    std::size_t padding = 0;
+    while (padding < 2 && !text.empty() && text.back() == '=')
+    {
+        text.remove_suffix(1);
+        ++padding;
+    }
+    std::string result;
+    std::uint32_t bits = 0;
+    unsigned bitCount = 0;
+    for (const char c : text)
+    {
+        const auto digit = kAlphabet.find(c);
+        if (digit == std::string_view::npos)
+            return std::nullopt;
+        bits = ((bits << 6) | static_cast<std::uint32_t>(digit)) & 0xFFFFu;
+        bitCount += 6;
+        if (bitCount >= 8)
+        {
+            bitCount -= 8;
+            result += static_cast<char>((bits >> bitCount) & 0xFFu);
+        }
+    }
+    return result;
+}
+
+} // namespace Base64

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Base64
+{
+
+/// RFC 4648, standard alphabet, padding required; nothing for anything else.
+std::optional<std::string> Decode(std::string_view text);
+
+} // namespace Base64
