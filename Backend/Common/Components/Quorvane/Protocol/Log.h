@@ -40,3 +40,11 @@ void Log(LogLevel level, LogFormatAt message, const Arguments&... arguments) noe
         // Out of memory while logging: the message is lost, the caller's work is not.
     }
 }
+
+/// Logs a failure and passes `result` on, so that a failure is logged and returned in one expression.
+template <class Result, class... Arguments>
+Result LogFailure(Result result, LogLevel level, LogFormatAt message, const Arguments&... arguments) noexcept
+{
+    Log(level, message, arguments...);
+    return result;
+}
