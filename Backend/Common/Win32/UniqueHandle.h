@@ -14,8 +14,8 @@ public:
     CUniqueHandle(CUniqueHandle&& other) noexcept : m_handle(other.release()) {}
     CUniqueHandle& operator=(CUniqueHandle&& other) noexcept
     {
-        if (this != &other)
-            reset(other.release());
+        // Safe for an object moved to itself: it has nothing to close by the time it takes its handle back.
+        reset(other.release());
         return *this;
     }
     CUniqueHandle(const CUniqueHandle&) = delete;
