@@ -1,6 +1,7 @@
 #include "CameraSim/CameraSimulator.h"
 
 #include "CameraSim/Camera/CameraService.h"
+#include "CameraSim/Control/ControlEndpoint.h"
 #include "CameraSim/Http/HttpServer.h"
 #include "CameraSim/Rtp/RtpSender.h"
 
@@ -15,6 +16,9 @@
 namespace
 {
 
+// Whoever reaches the control interface can do anything to the simulator: never from outside.
+constexpr const char* kControlAddress = "127.0.0.1";
+
 CameraServiceOptions ServiceOptions(const CameraSimulatorOptions& options)
 {
     return {options.model,          options.standard, options.factorySettings, options.requireStreamSettings,
@@ -26,7 +30,13 @@ CameraServiceOptions ServiceOptions(const CameraSimulatorOptions& options)
 struct CCameraSimulator::Parts
 {
     explicit Parts(CameraSimulatorOptions given)
-        : options(std::move(given)), streams(context, options.streamTimeLimit), camera(ServiceOptions(options), streams)
+        : options(std::move(given)), streams(context, options.streamTimeLimit),
+          camera(ServiceOptions(options), streams), control(
+                                                        camera, streams,
+                                                        [this] {
+                                                            return ControlPorts{port, controlPort};
+                                                        },
+                                                        [this] { RequestStop(); })
     {
         camera.AddFaults(options.faults);
     }
@@ -35,15 +45,31 @@ struct CCameraSimulator::Parts
     {
         streams.StopAll();
         server->Close();
+        if (controlServer)
+            controlServer->Close();
+    }
+
+    void RequestStop()
+    {
+        const std::lock_guard lock(stopMutex);
+        stopRequested = true;
+        stopChanged.notify_all();
     }
 
     CameraSimulatorOptions options;
     asio::io_context context{1};
     CRtpSender streams;
     CCameraService camera;
+    CControlEndpoint control;
     std::unique_ptr<CHttpServer> server;
+    std::unique_ptr<CHttpServer> controlServer;
     std::thread thread;
+    // Written before the thread starts.
     std::uint16_t port = 0;
+    std::uint16_t controlPort = 0;
+    std::mutex stopMutex;
+    std::condition_variable stopChanged;
+    bool stopRequested = false;
 };
 
 CCameraSimulator::CCameraSimulator(CameraSimulatorOptions options)
@@ -62,11 +88,20 @@ std::uint16_t CCameraSimulator::Start()
     if (parts.thread.joinable())
         return parts.port;
     parts.context.restart();
-    const std::uint16_t wanted = parts.port != 0 ? parts.port : parts.options.port;
-    parts.server =
-        std::make_unique<CHttpServer>(parts.context, parts.camera, parts.options.bindAddress, wanted, HttpLimits{});
+    const CameraSimulatorOptions& options = parts.options;
+    const auto listen = [&](IHttpHandler& handler, const std::string& address, std::uint16_t last,
+                            std::uint16_t wanted) {
+        return std::make_unique<CHttpServer>(parts.context, handler, address, last != 0 ? last : wanted, HttpLimits{});
+    };
+    auto server = listen(parts.camera, options.bindAddress, parts.port, options.port);
+    if (options.controlPort)
+        parts.controlServer = listen(parts.control, kControlAddress, parts.controlPort, *options.controlPort);
+    parts.server = std::move(server);
     parts.port = parts.server->Port();
+    parts.controlPort = parts.controlServer ? parts.controlServer->Port() : std::uint16_t{0};
     parts.server->Start();
+    if (parts.controlServer)
+        parts.controlServer->Start();
     parts.thread = std::thread([&parts] { parts.context.run(); });
     return parts.port;
 }
@@ -80,6 +115,7 @@ void CCameraSimulator::Stop()
     asio::post(parts.context, [&parts] { parts.CloseEverything(); });
     parts.thread.join();
     parts.server.reset();
+    parts.controlServer.reset();
 }
 
 std::uint16_t CCameraSimulator::Port() const noexcept
@@ -89,7 +125,7 @@ std::uint16_t CCameraSimulator::Port() const noexcept
 
 std::uint16_t CCameraSimulator::ControlPort() const noexcept
 {
-    return 0;
+    return m_parts->controlPort;
 }
 
 CameraState CCameraSimulator::State() const
@@ -177,6 +213,7 @@ void CCameraSimulator::StopStreams()
 
 bool CCameraSimulator::WaitForStopRequest(std::chrono::milliseconds timeout) const
 {
-    static_cast<void>(timeout);
-    return false;
+    Parts& parts = *m_parts;
+    std::unique_lock lock(parts.stopMutex);
+    return parts.stopChanged.wait_for(lock, timeout, [&] { return parts.stopRequested; });
 }

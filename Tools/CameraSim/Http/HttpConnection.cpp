@@ -156,6 +156,9 @@ asio::awaitable<bool> CHttpConnection::Play(const ReplyScript& script)
             co_await HoldUntilClosed();
             goesOn = false;
             break;
+        case ReplyStep::Kind::Call:
+            step.action();
+            break;
         case ReplyStep::Kind::Close:
             goesOn = false;
             break;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,32 +15,38 @@ struct ReplyStep
         SendSlowly, ///< byte by byte, `milliseconds` apart
         Wait,
         Hold, ///< says nothing more and waits until the client gives up
+        Call, ///< runs `action` when everything before it has left
         Close
     };
 
     Kind kind = Kind::Send;
     std::string bytes;
     std::uint32_t milliseconds = 0;
+    std::function<void()> action;
 
     static ReplyStep Send(std::string bytes)
     {
-        return {Kind::Send, std::move(bytes), 0};
+        return {Kind::Send, std::move(bytes), 0, {}};
     }
     static ReplyStep SendSlowly(std::string bytes, std::uint32_t milliseconds)
     {
-        return {Kind::SendSlowly, std::move(bytes), milliseconds};
+        return {Kind::SendSlowly, std::move(bytes), milliseconds, {}};
     }
     static ReplyStep Wait(std::uint32_t milliseconds)
     {
-        return {Kind::Wait, {}, milliseconds};
+        return {Kind::Wait, {}, milliseconds, {}};
     }
     static ReplyStep Hold()
     {
-        return {Kind::Hold, {}, 0};
+        return {Kind::Hold, {}, 0, {}};
+    }
+    static ReplyStep Call(std::function<void()> action)
+    {
+        return {Kind::Call, {}, 0, std::move(action)};
     }
     static ReplyStep Close()
     {
-        return {Kind::Close, {}, 0};
+        return {Kind::Close, {}, 0, {}};
     }
 };
 
