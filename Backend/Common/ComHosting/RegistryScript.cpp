@@ -5,10 +5,10 @@
 
 #include <unknwn.h>
 
-namespace
-{
 /// The registrar's interface; methods and order as Microsoft's ATL reference describes them.
 /// https://learn.microsoft.com/en-us/cpp/atl/reference/iregistrar-class
+/// Not in an unnamed namespace: there the compiler, seeing no class that implements it, takes every call for
+/// impossible.
 MIDL_INTERFACE("44EC053B-400F-11D0-9DCD-00A0C90391D3")
 IRegistrar : public IUnknown
 {
@@ -28,6 +28,8 @@ protected:
     ~IRegistrar() = default;
 };
 
+namespace
+{
 constexpr CLSID kRegistrarClass = {0x44EC053A, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 constexpr IID kRegistrarInterface = {0x44EC053B, 0x400F, 0x11D0, {0x9D, 0xCD, 0x00, 0xA0, 0xC9, 0x03, 0x91, 0xD3}};
 constexpr wchar_t kResourceType[] = L"REGISTRY";

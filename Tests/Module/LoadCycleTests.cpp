@@ -1,0 +1,43 @@
+// Loading, using and unloading the library again and again.
+
+#include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/HandleCount.h"
+
+#include <Quorvane.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+void UseOnce()
+{
+    const CComponentLibrary library;
+    CComPointer<IAVCommand5> camera;
+    ASSERT_EQ(S_OK, library.Factory(CLSID_AVCommand)->CreateInstance(nullptr, IID_IAVCommand5, camera.putVoid()));
+    ASSERT_EQ(S_FALSE, camera->IsConnected());
+    ASSERT_EQ(S_OK, camera->CloseConnection());
+    camera.reset();
+    ASSERT_EQ(S_OK, library.CanUnloadNow());
+}
+
+TEST(LoadCycles, TwoHundredLeaveNoHandleBehind)
+{
+    constexpr int kCycles = 200;
+    {
+        // The figure that the test rests on must be a real one.
+        const unsigned before = CountOwnHandles();
+        const CKernelHandle handle(::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+        ASSERT_EQ(before + 1, CountOwnHandles());
+    }
+    UseOnce(); // what the system keeps after the first use of a library it keeps once
+    const unsigned before = CountOwnHandles();
+    for (int i = 0; i < kCycles && !HasFatalFailure(); ++i)
+        UseOnce();
+    EXPECT_EQ(before, CountOwnHandles());
+}
+
+TEST(LoadCycles, LibraryReallyLeavesTheProcess)
+{
+    UseOnce();
+    EXPECT_EQ(nullptr, ::GetModuleHandleW(L"Quorvane.dll"));
+}
+} // namespace
