@@ -26,6 +26,13 @@ constexpr Char ToUpper(Char character) noexcept
                                                             : character;
 }
 
+template <class Char>
+constexpr Char ToLower(Char character) noexcept
+{
+    return character >= Char('A') && character <= Char('Z') ? static_cast<Char>(character - Char('A') + Char('a'))
+                                                            : character;
+}
+
 inline std::wstring ToUpper(std::wstring_view text)
 {
     std::wstring result(text);
@@ -33,15 +40,37 @@ inline std::wstring ToUpper(std::wstring_view text)
     return result;
 }
 
-constexpr std::wstring_view TrimLeft(std::wstring_view text) noexcept
+template <class Char>
+constexpr std::basic_string_view<Char> TrimLeft(std::basic_string_view<Char> text) noexcept
 {
     while (!text.empty() && IsSpace(text.front()))
         text.remove_prefix(1);
     return text;
 }
 
+template <class Char>
+constexpr std::basic_string_view<Char> Trim(std::basic_string_view<Char> text) noexcept
+{
+    text = TrimLeft(text);
+    while (!text.empty() && IsSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+/// Two ranges of characters, of one width.
+template <class Text>
+constexpr bool EqualRangesIgnoreCase(Text left, Text right) noexcept
+{
+    return std::ranges::equal(left, right, [](auto a, auto b) { return ToUpper(a) == ToUpper(b); });
+}
+
 constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) noexcept
 {
-    return std::ranges::equal(left, right, [](wchar_t a, wchar_t b) { return ToUpper(a) == ToUpper(b); });
+    return EqualRangesIgnoreCase(left, right);
+}
+
+constexpr bool EqualsIgnoreCase(std::string_view left, std::string_view right) noexcept
+{
+    return EqualRangesIgnoreCase(left, right);
 }
 } // namespace TextUtil
