@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Authentication.h"
+#include "Protocol/Log.h"
+#include "RequestLifetime.h"
+#include "Win32/Handles.h"
+
+#include <windows.h>
+
+#include <wininet.h>
+
+#include <memory>
+#include <string>
+
+/// The result of every operation that ran out of its time limit (facility 0x00C, Win32 code ERROR_TIMEOUT).
+inline constexpr HRESULT kRequestTimeout = static_cast<HRESULT>(0x800C05B4);
+
+/// Blocking, time-limited HTTP requests to one camera over asynchronous WinInet. Answers a 401 once with Basic or
+/// Digest credentials. Owns session, connection and event handles; stays usable after any failed request.
+/// One caller at a time; WinInet's threads enter only through OnInternetStatus, which touches the request's context
+/// record and the completion event.
+/// Has no virtual destructor: it is held by value, and never deleted through a base pointer.
+/// Failures are logged, then returned; send failures and time-outs at most once an hour per camera.
+/// Hazard: WinInet goes on notifying about a request after it was given up and closed; COpenRequest keeps such
+/// notifications away from this object and from the next request.
+class CAsyncHttpRequest
+{
+public:
+    using TickSource = DWORD(WINAPI*)();
+
+    explicit CAsyncHttpRequest(TickSource tickCount = &::GetTickCount) noexcept;
+    ~CAsyncHttpRequest();
+    CAsyncHttpRequest(const CAsyncHttpRequest&) = delete;
+    CAsyncHttpRequest& operator=(const CAsyncHttpRequest&) = delete;
+
+    // The four notifications, dispatched by OnInternetStatus. `context` belongs to the request; never blocks.
+    virtual void OnRequestComplete(RequestContext* context, const INTERNET_ASYNC_RESULT* result) noexcept;
+    virtual void OnConnectionClosed(RequestContext* context) noexcept;
+    virtual void OnRequestSent(RequestContext* context) noexcept;
+    virtual void OnResponseReceived(RequestContext* context) noexcept;
+
+    /// Closes what was open, then opens session and connection; sends nothing yet. Null texts count as empty.
+    /// E_INVALIDARG for an empty server name or port 0 (what was open stays open), E_FAIL when WinInet refuses.
+    [[nodiscard]] HRESULT OpenConnection(const wchar_t* server, WORD port, const wchar_t* userName,
+                                         const wchar_t* password) noexcept;
+
+    /// Sends one request and reads the whole answer. An empty url means "/", an empty verb "GET".
+    /// `statusCode` receives the HTTP status, or the failure of the exchange when there was none; `response` the body,
+    /// decoded from the system's ANSI code page, empty on failure.
+    /// `timeoutMs` limits each wait: for the response headers (twice when credentials are asked for) and for every
+    /// 4095 bytes of body. The registry value CameraCGICommandTimeout replaces it.
+    /// S_OK (also for status 500, whose body the caller wants); kRequestTimeout when no answer came in time;
+    /// E_FAIL for every other failure, a failing HTTP status included; E_UNEXPECTED when not connected.
+    [[nodiscard]] HRESULT SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
+                                      const std::wstring& verb, DWORD timeoutMs) noexcept;
+
+    /// True between a successful OpenConnection and Close.
+    [[nodiscard]] bool IsOpen() const noexcept;
+
+    /// Forgets credentials and challenge and closes all handles. Waits up to kCloseWaitMs for requests that were given
+    /// up and that WinInet still has to let go of.
+    void Close() noexcept;
+
+    static constexpr DWORD kCloseWaitMs = 2000;
+    /// A longer body is given up: what a camera sends must not exhaust the host's address space.
+    static constexpr std::size_t kMaximumResponseBytes = 16u * 1024 * 1024;
+
+protected:
+    /// One header of the answer as 8-bit text, empty on failure. `infoLevel` is an HTTP_QUERY_... value.
+    [[nodiscard]] static std::string HttpQueryInfoStringA(HINTERNET request, DWORD infoLevel);
+    /// The same, decoded from ISO-8859-1.
+    [[nodiscard]] static std::wstring HttpQueryInfoString(HINTERNET request, DWORD infoLevel);
+
+    /// Logs a send failure or time-out of this camera unless one was logged within the last hour.
+    template <class... Arguments>
+    void LogThrottled(LogFormatAt message, const Arguments&... arguments) noexcept;
+
+    [[nodiscard]] bool OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
+                                   const wchar_t* proxyBypass, DWORD flags);
+    void CloseSession() noexcept;
+
+private:
+    friend class CRequestBlock;
+    void OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept;
+
+    [[nodiscard]] HRESULT Exchange(const std::wstring& url, DWORD& statusCode, std::wstring& response,
+                                   const std::wstring& verb, DWORD timeoutMs);
+    [[nodiscard]] HRESULT SendWithCredentials(const COpenRequest& request, const std::wstring& url,
+                                              const std::wstring& verb, DWORD timeoutMs, DWORD& statusCode);
+    /// The HTTP status, or E_FAIL, or kRequestTimeout.
+    [[nodiscard]] DWORD DoSendRequest(const COpenRequest& request, const std::string& headers,
+                                      DWORD timeoutMs) noexcept;
+    [[nodiscard]] HRESULT ReadBody(const COpenRequest& request, const std::wstring& url, DWORD timeoutMs,
+                                   std::wstring& response);
+    [[nodiscard]] HRESULT ReadChunk(const COpenRequest& request, const std::wstring& url, DWORD timeoutMs) noexcept;
+
+    // Destroyed in reverse order: the event outlives connection and session, whose closing may still set it.
+    TickSource m_tickCount;
+    CKernelHandle m_completed; // auto-reset
+    std::shared_ptr<CSessionRequests> m_sessionRequests;
+    CInternetHandle m_session;
+    CInternetHandle m_connection;
+    AuthorizationRequest m_authorization;
+    int m_serverIndex = -1;
+};
