@@ -1,0 +1,21 @@
+#include "CommandSetFamilies.h"
+
+#include "CgiCommandIpela.h"
+
+namespace
+{
+template <class CommandSet>
+std::unique_ptr<CCgiCommandBase> Create(CAsyncHttpRequest& httpRequest)
+{
+    return std::make_unique<CommandSet>(&httpRequest);
+}
+
+constexpr CommandSetFamily kFamilies[] = {
+    {L"IPELA", &Create<CCgiCommandIpela>},
+};
+} // namespace
+
+std::span<const CommandSetFamily> CommandSetFamilies() noexcept
+{
+    return kFamilies;
+}

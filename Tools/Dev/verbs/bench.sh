@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# measures against a yardstick in the same run: ./dev bench request [ROUNDS]
+source Tools/Dev/common.sh
+
+usage() {
+    echo "usage: ./dev bench request [ROUNDS]   SendRequest, COM call and Digest against the smallest WinInet loop" >&2
+    exit 2
+}
+
+# A server of a benchmark is unpacked into the build folder, not installed: an installed one would start as a service.
+# unpacked_server PACKAGE PROGRAM -> the path of the program
+unpacked_server() {
+    local package=$1 program=$2 folder=build/bench/$1
+    if [[ ! -x $folder/$program ]]; then
+        mkdir -p "$folder"
+        (cd "$folder" && apt-get download "$package" >apt.log 2>&1) ||
+            fail "cannot download '$package': $(tail -n 1 "$folder/apt.log")"
+        dpkg -x "$folder"/"$package"_*.deb "$folder"
+    fi
+    echo "$folder/$program"
+}
+
+free_port() {
+    python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'
+}
+
+wait_for_port() {
+    local attempt
+    for ((attempt = 0; attempt < 100; ++attempt)); do
+        ! (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null || return 0
+        sleep 0.05
+    done
+    fail "the server did not open port $1 within 5 seconds."
+}
+
+bench_request() {
+    local rounds=${1:-400}
+    [[ $rounds =~ ^[1-9][0-9]*$ ]] || usage
+    configure_and_build win32 RequestBenchmark Quorvane
+    clean_internet_cache
+
+    local nginx folder openPort digestPort
+    nginx=$(unpacked_server nginx usr/sbin/nginx)
+    folder=$PWD/build/bench/request
+    openPort=$(free_port)
+    digestPort=$(free_port)
+    mkdir -p "$folder/pages/command"
+    local page='ModelName=SNC-EP580&Serial=100001&SoftVersion=1.00&Padding='
+    printf '%s%s' "$page" "$(printf 'x%.0s' $(seq $((1024 - ${#page}))))" >"$folder/pages/command/inquiry.cgi"
+    cp "$folder/pages/command/inquiry.cgi" "$folder/pages/command/camera.cgi"
+    sed -e "s#@FOLDER@#$folder#g" -e "s/@OPEN_PORT@/$openPort/; s/@DIGEST_PORT@/$digestPort/" \
+        Benchmarks/nginx.conf.in >"$folder/nginx.conf"
+    "$nginx" -c "$folder/nginx.conf" -e "$folder/error.log" &
+    local server=$!
+    trap 'kill "$server" 2>/dev/null || true; wait "$server" 2>/dev/null || true' EXIT
+    wait_for_port "$openPort"
+    timeout 300 Tools/Dev/run-wine build/win32/bin/RequestBenchmark.exe "$openPort" "$digestPort" "$rounds"
+}
+
+case ${1:-} in
+request)
+    ensure_setup
+    shift
+    bench_request "$@"
+    ;;
+*) usage ;;
+esac
