@@ -1,6 +1,5 @@
 #include "Tests/CommandSets/IpelaFixture.h"
 
-#include <functional>
 #include <utility>
 
 #include "Win32/ComMemory.h"
@@ -183,7 +182,7 @@ TEST_F(IpelaConnect, VideoStandardSelectsTheTables)
     };
     Probe("SNC-EP580");
     EXPECT_EQ(rates60Hz, Rates(m_commandSet)) << "before any connection";
-    m_useCache.SetDword(0);
+    m_registry->SetDword(kUseCache, 0);
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
@@ -243,41 +242,38 @@ TEST_F(IpelaConnect, RegistryReplacesTheSetupRequestWhole)
 {
     const std::wstring longest(254, L'x');
     const std::wstring tooLong(255, L'x');
-    struct Row
+    const struct
     {
         const char* reason;
         const char* model;
-        std::function<void(Row&)> set;
+        const wchar_t* name;
+        DWORD type;
+        std::wstring text;
         std::string setup;
-    };
-    const auto general = [this](const wchar_t* text, DWORD type = REG_SZ) {
-        return [=, this](Row&) { m_setupCommand.SetText(text, type); };
-    };
-    const auto forWr600 = [this](const wchar_t* text) {
-        return [=, this](Row&) { m_setupCommandWr600.SetText(text, REG_SZ); };
-    };
-    Row rows[] = {
-        {"MPEG-4 family", "SNC-ER580", general(L"command/camera.cgi?A=1"), "command/camera.cgi?A=1"},
-        {"H.264 family", "SNC-EP580", general(L"command/camera.cgi?A=1"), "command/camera.cgi?A=1"},
-        {"expandable text is not expanded", "SNC-EP580", general(L"command/camera.cgi?A=%2C", REG_EXPAND_SZ),
+    } rows[] = {
+        {"MPEG-4 family", "SNC-ER580", kSetupCommand, REG_SZ, L"command/camera.cgi?A=1", "command/camera.cgi?A=1"},
+        {"H.264 family", "SNC-EP580", kSetupCommand, REG_SZ, L"command/camera.cgi?A=1", "command/camera.cgi?A=1"},
+        {"expandable text is not expanded", "SNC-EP580", kSetupCommand, REG_EXPAND_SZ, L"command/camera.cgi?A=%2C",
          "command/camera.cgi?A=%2C"},
-        {"one character is enough", "SNC-EP580", general(L"x"), "x"},
-        {"longest", "SNC-EP580", general(longest.c_str()), std::string(254, 'x')},
-        {"too long for the buffer", "SNC-EP580", general(tooLong.c_str()), kH264Setup},
-        {"empty text", "SNC-EP580", general(L""), kH264Setup},
-        {"number", "SNC-EP580", [this](Row&) { m_setupCommand.SetDword(7); }, kH264Setup},
-        {"binary", "SNC-EP580", [this](Row&) { m_setupCommand.SetText(L"x", REG_BINARY); }, kH264Setup},
-        {"SNC-WR600 has a value of its own", "SNC-WR600", forWr600(L"command/camera.cgi?W=1"),
+        {"one character is enough", "SNC-EP580", kSetupCommand, REG_SZ, L"x", "x"},
+        {"longest", "SNC-EP580", kSetupCommand, REG_SZ, longest, std::string(254, 'x')},
+        {"too long for the buffer", "SNC-EP580", kSetupCommand, REG_SZ, tooLong, kH264Setup},
+        {"empty text", "SNC-EP580", kSetupCommand, REG_SZ, L"", kH264Setup},
+        {"number", "SNC-EP580", kSetupCommand, REG_DWORD, L"x", kH264Setup},
+        {"binary", "SNC-EP580", kSetupCommand, REG_BINARY, L"x", kH264Setup},
+        {"SNC-WR600 has a value of its own", "SNC-WR600", kSetupCommandWr600, REG_SZ, L"command/camera.cgi?W=1",
          "command/camera.cgi?W=1"},
-        {"SNC-WR600 does not use the general one", "SNC-WR600", general(L"command/camera.cgi?A=1"), kH264Setup},
-        {"the others do not use that of SNC-WR600", "SNC-EP580", forWr600(L"command/camera.cgi?W=1"), kH264Setup},
+        {"SNC-WR600 does not use the general one", "SNC-WR600", kSetupCommand, REG_SZ, L"command/camera.cgi?A=1",
+         kH264Setup},
+        {"the others do not use that of SNC-WR600", "SNC-EP580", kSetupCommandWr600, REG_SZ, L"command/camera.cgi?W=1",
+         kH264Setup},
     };
-    for (Row& row : rows)
+    for (const auto& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.reason << ", " << row.model);
-        m_setupCommand.Remove();
-        m_setupCommandWr600.Remove();
-        row.set(row);
+        m_registry->Remove(kSetupCommand);
+        m_registry->Remove(kSetupCommandWr600);
+        m_registry->SetText(row.name, row.text, row.type);
         CCgiCommandIpela fresh(&m_http, &TickMs);
         // No settings at all: everything is wrong for either family.
         Start({HttpReply(200, std::string("ModelName=") + row.model), HttpReply(200, "A=1"), HttpReply(200, "OK")});

@@ -3,7 +3,7 @@
 #include "CgiCommandIpela.h"
 #include "HttpRequest.h"
 #include "Tests/Support/CapturingLogSink.h"
-#include "Tests/Support/RegistryValueGuard.h"
+#include "Tests/Support/RegistryValues.h"
 #include "Tests/Support/ScriptedCamera.h"
 
 #include <gmock/gmock.h>
@@ -13,16 +13,14 @@
 #include <string>
 #include <vector>
 
-/// An IPELA command set that talks HTTP to a scripted camera on the loopback, with the tick count, the registry values
-/// and the log in the test's hand.
+/// An IPELA command set that talks HTTP to a scripted camera on the loopback, with the tick count, the registry key
+/// (which starts empty) and the log in the test's hand.
 class IpelaTest : public testing::Test
 {
 protected:
     IpelaTest()
     {
         s_tickMs = 1000;
-        for (CRegistryValueGuard* value : {&m_useCache, &m_setupCommand, &m_setupCommandWr600, &m_timeout})
-            value->Remove();
     }
 
     /// Starts a camera of that name, which answers the probe and then plays the script, and probes it.
@@ -67,22 +65,17 @@ protected:
         return lines;
     }
 
-    static CRegistryValueGuard Value(const wchar_t* name)
-    {
-        return CRegistryValueGuard(HKEY_LOCAL_MACHINE, L"Software\\Orbell\\Video", name);
-    }
-
     static DWORD WINAPI TickMs()
     {
         return s_tickMs;
     }
 
     static inline DWORD s_tickMs = 0;
+    static constexpr wchar_t kUseCache[] = L"IPELAUseCachedCameraSettings";
+    static constexpr wchar_t kSetupCommand[] = L"CameraSetupCGICommand";
+    static constexpr wchar_t kSetupCommandWr600[] = L"CameraSetupCGICommand_WR600";
 
-    CRegistryValueGuard m_useCache = Value(L"IPELAUseCachedCameraSettings");
-    CRegistryValueGuard m_setupCommand = Value(L"CameraSetupCGICommand");
-    CRegistryValueGuard m_setupCommandWr600 = Value(L"CameraSetupCGICommand_WR600");
-    CRegistryValueGuard m_timeout = Value(L"CameraCGICommandTimeout");
+    std::optional<CTestRegistryKey> m_registry{L"Software\\Orbell\\Video"};
     CLogCapture m_log;
     std::optional<CScriptedCamera> m_camera; // outlives the connection to it
     CAsyncHttpRequest m_http;

@@ -135,7 +135,7 @@ TEST_F(IpelaSettingsRead, BadRepliesLeaveTheRecordUntouched)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        m_useCache.SetDword(0);
+        m_registry->SetDword(kUseCache, 0);
         Probe("SNC-EP580", {HttpReply(200, row.content)});
         Patterned<CameraSettings3> settings;
         EXPECT_EQ(E_UNEXPECTED, m_commandSet.GetCameraSettings(&settings.record));
@@ -207,7 +207,7 @@ TEST_F(IpelaSettingsRead, CameraImageSizeWithoutANumberIsRefused)
          {"ImageSize1=640&FrameRate1=10", "ImageSize1=0,480&FrameRate1=10", "ImageSize1=640,480&FrameRate1=0"})
     {
         SCOPED_TRACE(content);
-        m_useCache.SetDword(0);
+        m_registry->SetDword(kUseCache, 0);
         Probe("SNC-EP550", {HttpReply(200, content)});
         Patterned<ImageSize2> size;
         EXPECT_EQ(E_UNEXPECTED, m_commandSet.GetCameraImageSize(&size.record));
@@ -274,7 +274,7 @@ TEST_F(IpelaSettingsRead, TransportChecksTheTargetsButNotThePicture)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        m_useCache.SetDword(0);
+        m_registry->SetDword(kUseCache, 0);
         Probe("SNC-EP580", {HttpReply(200, row.content)});
         Patterned<TransportParameters> parameters;
         EXPECT_EQ(row.hr, m_commandSet.SetupTransport(0, &parameters.record));
@@ -404,22 +404,22 @@ TEST_F(IpelaCache, RegistrySwitchesItOff)
     struct Row
     {
         const char* reason;
-        std::function<void(CRegistryValueGuard&)> set;
+        std::function<void(CTestRegistryKey&)> set;
         std::size_t countOfInquiries;
     };
     const Row rows[] = {
-        {"absent: on", [](CRegistryValueGuard& value) { value.Remove(); }, 1},
-        {"0: off", [](CRegistryValueGuard& value) { value.SetDword(0); }, 2},
-        {"1: on", [](CRegistryValueGuard& value) { value.SetDword(1); }, 1},
-        {"any other number: on", [](CRegistryValueGuard& value) { value.SetDword(0x80000000u); }, 1},
-        {"text of four bytes: on", [](CRegistryValueGuard& value) { value.SetText(L"0"); }, 1},
-        {"number of another size: on", [](CRegistryValueGuard& value) { value.Set(REG_DWORD, "\0\0", 2); }, 1},
-        {"number of eight bytes: on", [](CRegistryValueGuard& value) { value.Set(REG_QWORD, "\0\0\0\0\0\0\0", 8); }, 1},
+        {"absent: on", [](auto& key) { key.Remove(kUseCache); }, 1},
+        {"0: off", [](auto& key) { key.SetDword(kUseCache, 0); }, 2},
+        {"1: on", [](auto& key) { key.SetDword(kUseCache, 1); }, 1},
+        {"any other number: on", [](auto& key) { key.SetDword(kUseCache, 0x80000000u); }, 1},
+        {"text of four bytes: on", [](auto& key) { key.SetText(kUseCache, L"0"); }, 1},
+        {"number of two bytes: on", [](auto& key) { key.SetBytes(kUseCache, REG_DWORD, "\0\0", 2); }, 1},
+        {"number of eight bytes: on", [](auto& key) { key.SetBytes(kUseCache, REG_QWORD, "\0\0\0\0\0\0\0", 8); }, 1},
     };
     for (const Row& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        row.set(m_useCache);
+        row.set(*m_registry);
         s_tickMs += 60000;
         Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
         EXPECT_EQ(S_OK, Ask());
@@ -428,12 +428,21 @@ TEST_F(IpelaCache, RegistrySwitchesItOff)
     }
 }
 
-TEST_F(IpelaCache, IsFilledEvenWhileItIsSwitchedOff)
+TEST_F(IpelaCache, IsOnWithoutTheRegistryKey)
 {
-    m_useCache.SetDword(0);
+    m_registry.reset();
     Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
     EXPECT_EQ(S_OK, Ask());
-    m_useCache.SetDword(1);
+    EXPECT_EQ(S_OK, Ask());
+    EXPECT_EQ(1u, CountSent());
+}
+
+TEST_F(IpelaCache, IsFilledEvenWhileItIsSwitchedOff)
+{
+    m_registry->SetDword(kUseCache, 0);
+    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    EXPECT_EQ(S_OK, Ask());
+    m_registry->SetDword(kUseCache, 1);
     EXPECT_EQ(S_OK, Ask());
     EXPECT_EQ(1u, CountSent());
 }

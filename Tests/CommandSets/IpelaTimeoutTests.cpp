@@ -22,6 +22,11 @@ struct SentRequest
 
     bool operator==(const SentRequest&) const = default;
 };
+void PrintTo(const SentRequest& request, std::ostream* stream)
+{
+    *stream << testing::PrintToString(request.verb + L" " + request.url) << " " << request.timeoutMs << " ms";
+}
+
 std::vector<SentRequest> s_sent;
 std::wstring s_reply;
 HRESULT s_result = S_OK;
@@ -29,11 +34,6 @@ HRESULT s_result = S_OK;
 const std::wstring kCameraInquiry = L"command/inquiry.cgi?inq=camera";
 const std::wstring kSystemInquiry = L"command/inquiry.cgi?inq=system";
 } // namespace
-
-void PrintTo(const SentRequest& request, std::ostream* stream)
-{
-    *stream << testing::PrintToString(request.verb + L" " + request.url) << " " << request.timeoutMs << " ms";
-}
 
 HRESULT CAsyncHttpRequest::SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
                                        const std::wstring& verb, DWORD timeoutMs) noexcept
