@@ -3,6 +3,7 @@
 #include "ComHosting/ComObject.h"
 #include "ComHosting/WinApp.h"
 #include "Logging/LogSettings.h"
+#include "ThreadRuntime/ThreadRuntime.h"
 #include "resource.h"
 
 #include <Quorvane.h>
@@ -29,6 +30,7 @@ public:
     {
         CComModule::Get().Term();
         CWinApp::ExitInstance();
+        ThreadRuntime::ReleaseThreadData();
     }
 };
 
