@@ -127,7 +127,7 @@ void CComModule::TakeBackRegistration(const std::wstring& modulePath) const
     (void)ReturnFailures([&] { return TypeLibRegistration::Unregister(modulePath, *m_libid); });
     for (const ComObjectMapEntry& entry : m_objectMap)
     {
-        (void)ComponentCategories::Unregister(*entry.clsid, entry.categories);
+        (void)ReturnFailures([&] { return ComponentCategories::Unregister(*entry.clsid, entry.categories); });
         (void)ReturnFailures([&] { return RegistryScript::Unregister(modulePath, entry.registryScriptId); });
     }
 }

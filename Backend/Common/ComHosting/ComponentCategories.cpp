@@ -5,6 +5,8 @@
 #include <comcat.h>
 #include <objbase.h>
 
+#include <string>
+
 namespace
 {
 /// The interface wants a pointer to non-const for categories that it only reads.
@@ -22,6 +24,17 @@ HRESULT Change(REFCLSID clsid, std::span<const CATID> categories, ChangeCategori
     return (manager.get()->*change)(clsid, static_cast<ULONG>(categories.size()),
                                     const_cast<CATID*>(categories.data()));
 }
+/// The manager leaves the key above the categories, and a class key with a subkey is not removed by a script.
+/// RegDeleteKey spares a key that still has categories of somebody else.
+void RemoveEmptyCategoriesKey(REFCLSID clsid)
+{
+    constexpr int kGuidChars = 39;
+    wchar_t guid[kGuidChars] = {};
+    if (::StringFromGUID2(clsid, guid, kGuidChars) == 0)
+        return;
+    const std::wstring path = std::wstring(L"CLSID\\") + guid + L"\\Implemented Categories";
+    ::RegDeleteKeyW(HKEY_CLASSES_ROOT, path.c_str());
+}
 } // namespace
 
 HRESULT ComponentCategories::Register(REFCLSID clsid, std::span<const CATID> categories) noexcept
@@ -29,7 +42,10 @@ HRESULT ComponentCategories::Register(REFCLSID clsid, std::span<const CATID> cat
     return Change(clsid, categories, &ICatRegister::RegisterClassImplCategories);
 }
 
-HRESULT ComponentCategories::Unregister(REFCLSID clsid, std::span<const CATID> categories) noexcept
+HRESULT ComponentCategories::Unregister(REFCLSID clsid, std::span<const CATID> categories)
 {
-    return Change(clsid, categories, &ICatRegister::UnRegisterClassImplCategories);
+    const HRESULT result = Change(clsid, categories, &ICatRegister::UnRegisterClassImplCategories);
+    if (SUCCEEDED(result) && !categories.empty())
+        RemoveEmptyCategoriesKey(clsid);
+    return result;
 }

@@ -7,8 +7,9 @@
 #include <span>
 
 /// The categories that a class implements, in the registry. The thread must have initialised COM when there are any.
+/// Removing may throw std::bad_alloc; other failures are returned.
 namespace ComponentCategories
 {
 [[nodiscard]] HRESULT Register(REFCLSID clsid, std::span<const CATID> categories) noexcept;
-[[nodiscard]] HRESULT Unregister(REFCLSID clsid, std::span<const CATID> categories) noexcept;
+[[nodiscard]] HRESULT Unregister(REFCLSID clsid, std::span<const CATID> categories);
 } // namespace ComponentCategories

@@ -72,14 +72,16 @@ void FreeKey(Key& key) noexcept
         ::FlsFree(index);
 }
 
-/// A statically initialised word starts as -1, the Win32 primitive as 0.
+/// A statically initialised word starts as one of three small negative numbers, the Win32 primitive as 0.
+/// The numbers stand for kinds of mutexes. One kind is enough here: the only recursive mutex is that of GCC's guarded
+/// initialisation, which does not lock it twice where condition variables exist.
 template <class Primitive>
 Primitive* AsPrimitive(intptr_t* word) noexcept
 {
     std::atomic_ref<intptr_t> atomicWord(*word);
-    intptr_t unused = GENERIC_INITIALIZER;
-    if (atomicWord.load(std::memory_order_acquire) == unused)
-        atomicWord.compare_exchange_strong(unused, 0);
+    for (intptr_t unused : {GENERIC_INITIALIZER, GENERIC_ERRORCHECK_INITIALIZER, GENERIC_RECURSIVE_INITIALIZER})
+        if (atomicWord.load(std::memory_order_acquire) == unused)
+            atomicWord.compare_exchange_strong(unused, 0);
     return reinterpret_cast<Primitive*>(word);
 }
 
