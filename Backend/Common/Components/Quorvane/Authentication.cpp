@@ -5,47 +5,18 @@
 #include "Protocol/Log.h"
 #include "Protocol/TextUtil.h"
 #include "TextEncoding/Encoding.h"
-#include "Threading/LeafLock.h"
+#include "WarmCryptoProvider.h"
 #include "Win32/Handles.h"
 
 #include <cstdlib>
+#include <iterator>
 #include <new>
+#include <utility>
 
 using TextUtil::EqualsIgnoreCase;
 
 namespace
 {
-/// Keeps one CryptoAPI context open while any AuthorizationRequest lives and has hashed. Acquiring a context loads and
-/// checks the provider each time unless another one is open, which costs more than a whole request to a camera.
-class CWarmProvider
-{
-public:
-    void AddUser() noexcept
-    {
-        const CLeafLock::Holder holder(m_lock);
-        ++m_userCount;
-    }
-    void RemoveUser() noexcept
-    {
-        CCryptoProvider last; // closed after the lock is free
-        const CLeafLock::Holder holder(m_lock);
-        if (--m_userCount == 0)
-            last = std::move(m_provider);
-    }
-    void KeepWarm() noexcept
-    {
-        const CLeafLock::Holder holder(m_lock);
-        if (!m_provider && m_userCount != 0)
-            ::CryptAcquireContextW(m_provider.put(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT);
-    }
-
-private:
-    CLeafLock m_lock;
-    unsigned m_userCount = 0;
-    CCryptoProvider m_provider;
-};
-constinit CWarmProvider g_warmProvider;
-
 /// Time, counters, thread and machine: together never the same twice.
 class CSystemSignatureSource final : public ISignatureSource
 {
@@ -67,7 +38,7 @@ public:
         ::QueryPerformanceCounter(&record.performanceCounter);
         record.threadId = ::GetCurrentThreadId();
         record.random = std::rand();
-        DWORD countChars = 255;
+        DWORD countChars = static_cast<DWORD>(std::size(record.computerName));
         ::GetComputerNameW(record.computerName, &countChars);
         return std::string(reinterpret_cast<const char*>(&record), sizeof(record));
     }
@@ -111,19 +82,13 @@ std::string ToUtf8(const wchar_t* text)
 
 AuthorizationRequest::AuthorizationRequest() noexcept : AuthorizationRequest(g_systemSignatureSource) {}
 
-AuthorizationRequest::AuthorizationRequest(ISignatureSource& source) noexcept : m_signatureSource(source)
-{
-    g_warmProvider.AddUser();
-}
-
-AuthorizationRequest::~AuthorizationRequest()
-{
-    g_warmProvider.RemoveUser();
-}
+AuthorizationRequest::AuthorizationRequest(ISignatureSource& source) noexcept : m_signatureSource(source) {}
 
 bool AuthorizationRequest::SetCredentials(const wchar_t* userName, const wchar_t* password) noexcept
 try
 {
+    // It hashes the secret of the old user.
+    m_ha1.clear();
     m_userName = ToUtf8(userName);
     m_password = ToUtf8(password);
     return true;
@@ -180,7 +145,8 @@ void AuthorizationRequest::TakeChallenge(const std::string& challengeText)
         ForgetNonce();
         return;
     }
-    if (m_challenge.IsValid())
+    // Asked first, because a log that is off must not cost the description of the old challenge.
+    if (m_challenge.IsValid() && QuorvaneLogger().IsLogging(LogLevel::Debug))
         Log(LogLevel::Debug,
             L"AuthorizationRequest::SetAuthenticateResponse, server authenticate response: '%s', old authenticate "
             L"is: '%s'",
@@ -224,19 +190,24 @@ std::string AuthorizationRequest::CreateDigestAuthorizationCredentials(const std
             L"AuthorizationRequest::CreateDigestAuthorizationCredentials, empty uri or method, bail out");
         return {};
     }
-    // The name stands in the header as it is: a line break in it would begin a header of its own.
-    if (m_userName.find_first_of("\r\n") != std::string::npos)
-    {
-        Log(LogLevel::Error,
-            L"AuthorizationRequest::CreateDigestAuthorizationCredentials, line break in username, bail out");
-        return {};
-    }
     if (m_cnonce.empty())
         m_cnonce = GenerateRandomSignature();
     if (m_ha1.empty())
         m_ha1 = DigestCredentials::ComputeHa1(m_challenge, m_userName, m_password, m_cnonce, &Md5Hex);
+    if (m_ha1.empty())
+        return {}; // HashData has told why
     const DigestCredentials::Request request = {m_userName, uri, method, m_cnonce, m_nonceCount};
     std::string value = DigestCredentials::FormatHeaderValue(m_challenge, m_ha1, request, &Md5Hex);
+    if (value.empty())
+        return {};
+    // User name, uri and what the server sent stand in the value as they are: a line break among them would begin a
+    // header of its own.
+    if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
+    {
+        Log(LogLevel::Error,
+            L"AuthorizationRequest::CreateDigestAuthorizationCredentials, line break in the credentials, bail out");
+        return {};
+    }
     ++m_nonceCount;
     return value;
 }
@@ -258,7 +229,7 @@ std::string AuthorizationRequest::GenerateRandomSignature()
 bool AuthorizationRequest::HashData(const void* data, DWORD lengthBytes, std::string& digest)
 {
     digest.clear();
-    g_warmProvider.KeepWarm();
+    WarmCryptoProvider::KeepWarm();
     CCryptoProvider provider;
     if (!::CryptAcquireContextW(provider.put(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT))
     {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Protocol/AuthenticateResponse.h"
+#include "WarmCryptoProvider.h"
 
 #include <windows.h>
 
@@ -22,13 +23,14 @@ public:
 /// Held by value by its HTTP request or RTSP client. One caller at a time. HA1, cnonce and nonce count belong to the
 /// current nonce and start anew with another one.
 /// Nothing throws: what cannot be built is an empty value, and logged; the request then goes out without credentials.
+/// A user name is sent as it is, quotes included, as the server hashes it; a value with a line break or a NUL in it is
+/// refused, so that nobody can add a header line.
 class AuthorizationRequest
 {
 public:
     AuthorizationRequest() noexcept;
     /// `source` is borrowed and outlives this object.
     explicit AuthorizationRequest(ISignatureSource& source) noexcept;
-    ~AuthorizationRequest();
     AuthorizationRequest(const AuthorizationRequest&) = delete;
     AuthorizationRequest& operator=(const AuthorizationRequest&) = delete;
 
@@ -43,6 +45,7 @@ public:
     /// The header value for the next request; empty without a challenge or without credentials.
     [[nodiscard]] std::string CreateAuthorizationCredentials(const std::wstring& uri,
                                                              const std::wstring& method) noexcept;
+    /// Counts the values it makes, and no others. This one and GenerateRandomSignature may throw std::bad_alloc.
     [[nodiscard]] std::string CreateDigestAuthorizationCredentials(const std::string& uri, const std::string& method);
 
     /// 32 hexadecimal digits, different each time; the tick count in 8 digits when MD5 is not to be had.
@@ -62,4 +65,5 @@ private:
     std::uint32_t m_nonceCount = 1;
     std::string m_userName;
     std::string m_password;
+    WarmCryptoProvider::CUser m_providerUser;
 };

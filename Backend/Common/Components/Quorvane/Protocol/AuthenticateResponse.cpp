@@ -54,7 +54,7 @@ void AuthenticateResponse::LoadFromString(std::string_view text)
     else if (BeginsWith(text, kDigest))
         ParseDigest(text.substr(kDigest.size()));
     else
-        Log(LogLevel::Error, L"AuthenticateResponse::LoadFromString, unexpected challenge: '%s'", std::string(text));
+        Log(LogLevel::Error, L"AuthenticateResponse::LoadFromString, unexpected challenge: '%s'", text);
 }
 
 bool AuthenticateResponse::IsValid() const noexcept
@@ -105,7 +105,7 @@ bool AuthenticateResponse::TakeDigestParameter(std::string_view name, std::strin
         if (!isKnown)
             Log(LogLevel::Debug,
                 L"AuthenticateResponse::ParseDigestAuthenticateResponse, stale is neither 'TRUE' nor 'FALSE', %s",
-                std::string(value));
+                value);
         stale = isKnown ? value : std::string_view();
     }
     else if (EqualsIgnoreCase(name, "algorithm"))
@@ -114,7 +114,7 @@ bool AuthenticateResponse::TakeDigestParameter(std::string_view name, std::strin
         {
             Log(LogLevel::Debug,
                 L"AuthenticateResponse::ParseDigestAuthenticateResponse, unsupported algorithm: %s, abort parsing",
-                std::string(value));
+                value);
             return false;
         }
         algorithm = value.empty() ? std::string_view("MD5") : value;

@@ -27,7 +27,7 @@ std::string DigestCredentials::ComputeHa1(const AuthenticateResponse& challenge,
                                           std::string_view password, std::string_view cnonce, const Md5Hex& md5Hex)
 {
     const std::string ha1 = md5Hex(JoinWithColons(userName, {challenge.realm, password}));
-    if (!TextUtil::EqualsIgnoreCase(challenge.algorithm, "MD5-sess"))
+    if (ha1.empty() || !TextUtil::EqualsIgnoreCase(challenge.algorithm, "MD5-sess"))
         return ha1;
     return md5Hex(JoinWithColons(ha1, {challenge.nonce, cnonce}));
 }
@@ -41,9 +41,13 @@ std::string DigestCredentials::FormatHeaderValue(const AuthenticateResponse& cha
     // Requests have no body, and the hash of none is left empty.
     const std::string ha2 = md5Hex(isAuthInt ? JoinWithColons(request.method, {request.uri, ""})
                                              : JoinWithColons(request.method, {request.uri}));
+    if (ha2.empty())
+        return {};
     const std::string response =
         md5Hex(challenge.qop.empty() ? JoinWithColons(ha1, {challenge.nonce, ha2})
                                      : JoinWithColons(ha1, {challenge.nonce, nc, request.cnonce, challenge.qop, ha2}));
+    if (response.empty())
+        return {};
 
     std::string value;
     value.append("Digest username=\"").append(request.userName);

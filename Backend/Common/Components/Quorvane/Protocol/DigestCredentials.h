@@ -23,11 +23,12 @@ struct Request
     std::uint32_t nonceCount; ///< 1 for the first request under a nonce
 };
 
-/// HA1 for the challenge; with MD5-sess it belongs to this nonce and cnonce.
+/// HA1 for the challenge; with MD5-sess it belongs to this nonce and cnonce. Empty when the hash fails.
 std::string ComputeHa1(const AuthenticateResponse& challenge, std::string_view userName, std::string_view password,
                        std::string_view cnonce, const Md5Hex& md5Hex);
 
-/// The value of the Authorization header. Algorithm, qop and nc are not quoted; opaque goes back as it came.
+/// The value of the Authorization header. Algorithm, qop and nc are not quoted; opaque goes back as it came. Empty
+/// when the hash fails.
 std::string FormatHeaderValue(const AuthenticateResponse& challenge, const std::string& ha1, const Request& request,
                               const Md5Hex& md5Hex);
 } // namespace DigestCredentials
