@@ -15,7 +15,7 @@ struct StreamOrder
 {
     MediaKind kind = MediaKind::Mpeg4;
     bool multicast = false;
-    std::string multicastAddress; ///< what the camera announces; packets do not go there
+    std::string multicastAddress = {}; ///< what the camera announces; packets do not go there
     std::uint16_t port = 0;
     unsigned framesPerSecond = 30;
     unsigned kilobitsPerSecond = 1024;
