@@ -2,8 +2,9 @@
 # usage: program-test.sh CAMERASIM [LAUNCHER]
 # Starts the camerasim program as a user would, by LAUNCHER if given, and looks at what it says and how it ends.
 set -uo pipefail
-program=$1
-launcher=("${@:2}")
+program=$(realpath "$1")
+launcher=()
+(($# > 1)) && launcher=("$(realpath "$2")")
 work=$(mktemp -d)
 started=
 failures=0
@@ -34,6 +35,7 @@ run() { # run SECONDS ARGUMENTS...: leaves out, err and code
 
 says() { grep -qF -- "$2" "$work/$1.text"; }
 
+answer=
 http() { # http METHOD PORT TARGET: leaves the whole answer in $answer
     exec 3<>"/dev/tcp/127.0.0.1/$2" || return 1
     printf '%s %s HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n' "$1" "$3" >&3
@@ -69,6 +71,7 @@ for ((i = 0; i < 300; i++)); do
     sleep 0.1
 done
 check "the port file appears" test -e ports.json
+[[ -e ports.json ]] || exit 1
 port=$(sed -n 's/.*"port": \([0-9]*\).*/\1/p' ports.json)
 controlPort=$(sed -n 's/.*"controlPort": \([0-9]*\).*/\1/p' ports.json)
 
