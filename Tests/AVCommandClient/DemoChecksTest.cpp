@@ -1,0 +1,91 @@
+#include "Demo/DemoChecks.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+
+namespace
+{
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(DemoChecks, RequestsAreJudgedByPathStatusAndCredentials)
+{
+    struct Row
+    {
+        const char* reason;
+        std::vector<ReceivedRequest> received;
+        std::vector<std::string> expected;
+        bool needsAuthorization;
+        std::size_t countProblems;
+    };
+    const Row rows[] = {
+        {"nothing asked, nothing received", {}, {}, true, 0},
+        {"one request", {{"GET", "/a?x=1", 200, true}}, {"a"}, true, 0},
+        {"a target without a slash is the same path", {{"GET", "a?x=1", 200, true}}, {"a"}, true, 0},
+        {"a challenge and its answer count once",
+         {{"GET", "/a", 401, false}, {"GET", "/a", 200, true}},
+         {"a"},
+         true,
+         0},
+        {"a refusal that nothing follows", {{"GET", "/a", 401, true}}, {"a"}, true, 1},
+        {"a second refusal", {{"GET", "/a", 401, false}, {"GET", "/a", 401, true}}, {"a"}, true, 1},
+        {"a refusal before another request", {{"GET", "/a", 401, true}, {"GET", "/b", 200, true}}, {"a", "b"}, true, 1},
+        {"one request too many", {{"GET", "/a", 200, true}, {"GET", "/b", 200, true}}, {"a"}, true, 1},
+        {"one request too few", {}, {"a"}, true, 1},
+        {"wrong order", {{"GET", "/b", 200, true}, {"GET", "/a", 200, true}}, {"a", "b"}, true, 1},
+        {"an error status", {{"GET", "/a", 500, true}}, {"a"}, true, 1},
+        {"no credentials where they are needed", {{"GET", "/a", 200, false}}, {"a"}, true, 1},
+        {"no credentials where none are needed", {{"GET", "/a", 200, false}}, {"a"}, false, 0},
+        {"anything goes", {{"GET", "/x", 200, true}, {"GET", "/y", 200, true}}, {"*"}, true, 0},
+        {"anything goes, but not an error", {{"GET", "/x", 404, true}}, {"*"}, true, 1},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(DemoChecks::Requests(row.received, row.expected, row.needsAuthorization).size(), row.countProblems)
+            << row.reason;
+}
+
+TEST(DemoChecks, EveryDifferingSettingIsNamed)
+{
+    const StreamSettings camera{"239.0.0.1", 1, 2, 3, 4, 5, 6, {7, 8, 9, StreamCodec::kH264}};
+    EXPECT_THAT(DemoChecks::Settings(camera, camera), IsEmpty());
+    const StreamSettings other{"239.0.0.2", 11, 12, 13, 14, 15, 16, {17, 8, 9, StreamCodec::kMpeg4}};
+    EXPECT_THAT(DemoChecks::Settings(other, camera),
+                ElementsAre(HasSubstr("17x8@9, the camera has 7x8@9"), HasSubstr("codec"), HasSubstr("bit rate"),
+                            HasSubstr("volume"), HasSubstr("239.0.0.2"), HasSubstr("multicast video port"),
+                            HasSubstr("multicast audio port"), HasSubstr("unicast video port"),
+                            HasSubstr("unicast audio port")));
+}
+
+TEST(DemoChecks, StreamIsOneSourceInSequence)
+{
+    using Packets = std::vector<RtpHeader>;
+    EXPECT_THAT(DemoChecks::Stream(Packets{{96, 65535, 0, 7}, {96, 0, 0, 7}}, 2, 0), IsEmpty()) << "numbers wrap";
+    EXPECT_THAT(DemoChecks::Stream(Packets{{96, 1, 0, 7}}, 2, 0), ElementsAre(HasSubstr("only 1")));
+    EXPECT_THAT(DemoChecks::Stream(Packets{{96, 1, 0, 7}, {96, 3, 0, 7}}, 2, 0), ElementsAre(HasSubstr("sequence")));
+    EXPECT_THAT(DemoChecks::Stream(Packets{{96, 1, 0, 7}, {96, 2, 0, 8}}, 2, 0), ElementsAre(HasSubstr("source")));
+    EXPECT_THAT(DemoChecks::Stream(Packets{{96, 1, 0, 7}}, 1, 3), ElementsAre(HasSubstr("3 datagrams")));
+}
+
+TEST(RtpPacket, HeaderIsReadInNetworkOrder)
+{
+    const std::array<std::uint8_t, 13> datagram{0x80, 0xE0, 0x12, 0x34, 0, 1, 2, 3, 0xDE, 0xAD, 0xBE, 0xEF, 0xFF};
+    const auto header = RtpPacket::Parse(datagram);
+    ASSERT_TRUE(header);
+    EXPECT_EQ(header->payloadType, 96) << "without the marker bit";
+    EXPECT_EQ(header->sequenceNumber, 0x1234);
+    EXPECT_EQ(header->timestamp, 0x00010203u);
+    EXPECT_EQ(header->ssrc, 0xDEADBEEFu);
+}
+
+TEST(RtpPacket, ShortOrForeignDatagramsAreRefused)
+{
+    std::array<std::uint8_t, 12> datagram{0x80};
+    EXPECT_TRUE(RtpPacket::Parse(datagram));
+    EXPECT_FALSE(RtpPacket::Parse(std::span(datagram).first(11)));
+    EXPECT_FALSE(RtpPacket::Parse({}));
+    datagram[0] = 0x40;
+    EXPECT_FALSE(RtpPacket::Parse(datagram)) << "version 1";
+}
+} // namespace

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Core/CallTrace.h"
+#include "Core/Camera.h"
+#include "Windows/ComSession.h"
+
+#include <Quorvane.h>
+
+/// One camera by way of the component's newest interface. Owns its reference to the object, and frees what the
+/// component hands out. Use it on the thread that created the object.
+class CCameraClient final : public ICamera
+{
+public:
+    CCameraClient(CInterface<IAVCommand5> object, const CCallTrace& trace) noexcept;
+
+    HResult OpenConnection(const CameraAddress& address) override;
+    HResult CloseConnection() override;
+    HResult IsConnected() override;
+    HResult ConnectToCamera() override;
+    HResult GetSettings(StreamSettings& settings) override;
+    HResult GetCameraImageSize(PictureFormat& format) override;
+    HResult GetSupportedImageSizes(std::vector<PictureFormat>& sizes) override;
+    HResult GetSupportedFrameRates(std::vector<std::int32_t>& rates) override;
+    HResult GetPacketizationMode(std::int32_t& mode) override;
+    HResult SetImageSize(const PictureFormat& format) override;
+    HResult SetBitRate(std::int32_t bitRateKbps) override;
+    HResult SetAudioInVolume(std::int32_t volume) override;
+    HResult Step(MoveDirection direction, StepSize size) override;
+    HResult StartMove(MoveDirection direction, std::int32_t speedPercent) override;
+    HResult StopMove(MoveDirection direction) override;
+    HResult ZoomToArea(const PictureArea& area) override;
+    HResult StartVideo(const StreamTarget& target) override;
+    HResult StartAudio(const StreamTarget& target) override;
+
+private:
+    CInterface<IAVCommand5> m_object;
+    CCallTrace m_trace;
+};

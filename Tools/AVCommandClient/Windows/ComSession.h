@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Core/CallTrace.h"
+#include "Win32/UniqueHandle.h"
+
+#include <windows.h>
+
+#include <objbase.h>
+
+/// COM on this thread, as a single-threaded apartment: what the component is registered for. Create it before, and
+/// destroy it after, everything that holds an interface pointer, on the same thread.
+class CComSession
+{
+public:
+    explicit CComSession(const CCallTrace& trace)
+        : m_hr(trace.Run("CoInitializeEx", [] { return ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }))
+    {
+    }
+    ~CComSession()
+    {
+        if (SUCCEEDED(m_hr))
+            ::CoUninitialize();
+    }
+    CComSession(const CComSession&) = delete;
+    CComSession& operator=(const CComSession&) = delete;
+
+    [[nodiscard]] HRESULT Result() const noexcept
+    {
+        return m_hr;
+    }
+
+private:
+    HRESULT m_hr;
+};
+
+template <class Interface>
+void ReleaseInterface(Interface* object) noexcept
+{
+    object->Release();
+}
+
+/// One counted reference.
+template <class Interface>
+using CInterface = CUniqueHandle<Interface*, &ReleaseInterface<Interface>>;
