@@ -33,21 +33,15 @@ constexpr unsigned kMostKeys = 16;
 constinit Key keys[kMostKeys];
 constinit std::atomic<unsigned> keyCount{0};
 
-/// Reading a thread's value must not disturb the last error, which a throw expression is often about to read.
-class CLastErrorKeeper
+/// This thread's value of a key, null when it has none. Keeps the last error, which the system's function clears and
+/// which a throw expression is often about to read.
+ThreadValue* FindValue(DWORD flsIndex) noexcept
 {
-public:
-    CLastErrorKeeper() noexcept : m_error(::GetLastError()) {}
-    ~CLastErrorKeeper()
-    {
-        ::SetLastError(m_error);
-    }
-    CLastErrorKeeper(const CLastErrorKeeper&) = delete;
-    CLastErrorKeeper& operator=(const CLastErrorKeeper&) = delete;
-
-private:
-    const DWORD m_error;
-};
+    const DWORD lastError = ::GetLastError();
+    auto* const value = static_cast<ThreadValue*>(::FlsGetValue(flsIndex));
+    ::SetLastError(lastError);
+    return value;
+}
 
 void WINAPI DestroyValue(void* parameter)
 {
@@ -187,21 +181,19 @@ extern "C"
 
     void* pthread_getspecific(pthread_key_t key)
     {
-        const CLastErrorKeeper keeper;
         const DWORD index = FlsIndexOf(key);
         if (index == FLS_OUT_OF_INDEXES)
             return nullptr;
-        const auto* const slot = static_cast<const ThreadValue*>(::FlsGetValue(index));
+        const ThreadValue* const slot = FindValue(index);
         return slot != nullptr ? slot->value : nullptr;
     }
 
     int pthread_setspecific(pthread_key_t key, const void* value)
     {
-        const CLastErrorKeeper keeper;
         const DWORD index = FlsIndexOf(key);
         if (index == FLS_OUT_OF_INDEXES)
             return EINVAL;
-        auto* slot = static_cast<ThreadValue*>(::FlsGetValue(index));
+        ThreadValue* slot = FindValue(index);
         if (slot == nullptr)
         {
             slot = static_cast<ThreadValue*>(std::malloc(sizeof(ThreadValue)));

@@ -3,6 +3,7 @@
 #include "ComHosting/ComObject.h"
 #include "ComHosting/WinApp.h"
 #include "Logging/LogSettings.h"
+#include "Protocol/Log.h"
 #include "ThreadRuntime/ThreadRuntime.h"
 #include "resource.h"
 
@@ -47,8 +48,8 @@ STDAPI DllCanUnloadNow()
     return CWinApp::CanUnload() && CComModule::Get().LockCount() == 0 ? S_OK : S_FALSE;
 }
 
-// Both entry points below are where a client's work begins, and neither runs inside DllMain: the place to look at the
-// log settings.
+// The entry points below are where a client's work begins, and none of them runs inside DllMain: the place to look at
+// the log settings.
 
 STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object)
 {
@@ -59,10 +60,17 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object)
 STDAPI DllRegisterServer()
 {
     LogSettings::Apply();
-    return CComModule::Get().RegisterServer();
+    const HRESULT result = CComModule::Get().RegisterServer();
+    if (FAILED(result))
+        Log(LogLevel::Error, L"CComModule::RegisterServer, failed, hr = 0x%x", result);
+    return result;
 }
 
 STDAPI DllUnregisterServer()
 {
-    return CComModule::Get().UnregisterServer();
+    LogSettings::Apply();
+    const HRESULT result = CComModule::Get().UnregisterServer();
+    if (FAILED(result))
+        Log(LogLevel::Error, L"CComModule::UnregisterServer, failed, hr = 0x%x", result);
+    return result;
 }
