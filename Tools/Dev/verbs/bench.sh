@@ -51,8 +51,8 @@ bench_request() {
     sed -e "s#@FOLDER@#$folder#g" -e "s/@OPEN_PORT@/$openPort/; s/@DIGEST_PORT@/$digestPort/" \
         Benchmarks/nginx.conf.in >"$folder/nginx.conf"
     "$nginx" -c "$folder/nginx.conf" -e "$folder/error.log" &
-    local server=$!
-    trap 'kill "$server" 2>/dev/null || true; wait "$server" 2>/dev/null || true' EXIT
+    serverPid=$! # global, for the trap
+    trap 'kill "$serverPid" 2>/dev/null || true; wait "$serverPid" 2>/dev/null || true' EXIT
     wait_for_port "$openPort"
     timeout 300 Tools/Dev/run-wine build/win32/bin/RequestBenchmark.exe "$openPort" "$digestPort" "$rounds"
 }
