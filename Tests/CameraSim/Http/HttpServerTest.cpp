@@ -199,7 +199,31 @@ TEST_F(HttpServer, APortInUseIsSaidPlainly)
         EXPECT_NE(std::string::npos, std::string(error.what()).find("port " + std::to_string(m_port)));
         EXPECT_NE(std::string::npos, std::string(error.what()).find("Another program may be using the port"));
     }
-    EXPECT_THROW(CHttpServer(context, handler, "nowhere", 0, {}), std::runtime_error);
+}
+
+TEST_F(HttpServer, AnAddressOfAnotherMachineIsSaidPlainly)
+{
+    struct Row
+    {
+        const char* address;
+        const char* says;
+    };
+    // 203.0.113.0/24 is kept for documentation (RFC 5737), so no machine has it.
+    const Row rows[] = {{"nowhere", "is not an IP address"}, {"203.0.113.1", "does not belong to this machine"}};
+    CEchoHandler handler;
+    asio::io_context context;
+    for (const Row& row : rows)
+    {
+        try
+        {
+            CHttpServer server(context, handler, row.address, 0, {});
+            ADD_FAILURE() << row.address;
+        }
+        catch (const std::runtime_error& error)
+        {
+            EXPECT_NE(std::string::npos, std::string(error.what()).find(row.says)) << error.what();
+        }
+    }
 }
 
 } // namespace

@@ -38,10 +38,11 @@ asio::ip::tcp::acceptor Listen(asio::io_context& context, const std::string& bin
         acceptor.listen(asio::socket_base::max_listen_connections, error);
     if (error)
     {
-        throw std::runtime_error("Cannot listen on " + bindAddress + " port " + std::to_string(port) + ": " +
-                                 error.message() +
-                                 ". Another program may be using the port; choose another one, or "
-                                 "0 to let the system choose.");
+        const bool isForeign = error == std::errc::address_not_available;
+        throw std::runtime_error(
+            "Cannot listen on " + bindAddress + " port " + std::to_string(port) + ": " + error.message() + ". " +
+            (isForeign ? "The address does not belong to this machine; 127.0.0.1 always does."
+                       : "Another program may be using the port; choose another one, or 0 to let the system choose."));
     }
     return acceptor;
 }
