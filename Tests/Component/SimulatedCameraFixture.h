@@ -1,0 +1,36 @@
+#pragma once
+
+#include "CameraSim/CameraSimulator.h"
+#include "Tests/Component/ComponentFixture.h"
+
+inline std::vector<std::string> RequestHeads(const CCameraSimulator& camera)
+{
+    std::vector<std::string> heads;
+    for (const JournalEntry& entry : camera.Journal())
+        heads.push_back(entry.request.head);
+    return heads;
+}
+
+/// A test of the component with the camera simulator.
+class SimulatedCameraTest : public CameraTest<CCameraSimulator>
+{
+protected:
+    /// A camera and an object with an open connection to it; nothing is sent yet.
+    void Start(CameraSimulatorOptions options = {}, const wchar_t* userName = L"", const wchar_t* password = L"")
+    {
+        m_command.reset();
+        m_camera.emplace(std::move(options));
+        m_seen = 0;
+        const WORD port = m_camera->Start();
+        m_command = CreateCommand();
+        ASSERT_EQ(S_OK, Open(m_command, port, userName, password));
+        Forget();
+    }
+    /// ... whose family is found and whose settings are right.
+    void StartConnected(CameraSimulatorOptions options = {})
+    {
+        Start(std::move(options));
+        ASSERT_EQ(S_OK, m_command->ConnectToCamera());
+        Forget();
+    }
+};
