@@ -1,6 +1,7 @@
 #include "HttpRequest.h"
 
 #include "Tests/Support/CapturingLogSink.h"
+#include "Tests/Support/HandleCount.h"
 #include "Tests/Support/RegistryValueGuard.h"
 #include "Tests/Support/ScriptedCamera.h"
 
@@ -549,11 +550,9 @@ TEST_F(HttpRequest, HandlesAndThreadsStayFlatOverManyConnections)
     };
     for (int round = 0; round < 20; ++round)
         cycle();
-    DWORD before = 0;
-    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &before));
+    const unsigned before = CountOwnHandles();
     for (int round = 0; round < 200; ++round)
         cycle();
-    DWORD after = 0;
-    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &after));
-    EXPECT_LE(after, before + 4);
+    EXPECT_GT(before, 0u);
+    EXPECT_LE(CountOwnHandles(), before + 4); // WinInet's idle worker threads come and go
 }

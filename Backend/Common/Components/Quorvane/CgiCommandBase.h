@@ -31,7 +31,7 @@ public:
     [[nodiscard]] virtual HRESULT StartAudio(bool isMulticast, WORD udpPort);
     [[nodiscard]] virtual HRESULT PauseStreaming();
     [[nodiscard]] virtual HRESULT StopStreaming();
-    /// The array is task memory of the caller's. A null `sizes` asks for the count alone.
+    /// The array is task memory of the caller's; null when memory is short. A null `sizes` asks for the count alone.
     [[nodiscard]] virtual HRESULT GetSupportedImageSizes(ImageSize2** sizes, LONG* count);
     /// S_OK or S_FALSE.
     [[nodiscard]] virtual HRESULT IsImageSizeSupported(LONG width, LONG height, LONG frameRate,

@@ -17,6 +17,11 @@ static_assert(static_cast<int>(Compression::None) == VC_None && static_cast<int>
               static_cast<int>(Compression::H264) == VC_H264);
 static_assert(static_cast<int>(PtzDirection::None) == PTZ_None &&
               static_cast<int>(PtzDirection::LowerLeft) == PTZ_LOWER_LEFT &&
+              static_cast<int>(PtzDirection::Lower) == PTZ_LOWER &&
+              static_cast<int>(PtzDirection::LowerRight) == PTZ_LOWER_RIGHT &&
+              static_cast<int>(PtzDirection::Left) == PTZ_LEFT && static_cast<int>(PtzDirection::Right) == PTZ_RIGHT &&
+              static_cast<int>(PtzDirection::UpperLeft) == PTZ_UPPER_LEFT &&
+              static_cast<int>(PtzDirection::Upper) == PTZ_UPPER &&
               static_cast<int>(PtzDirection::UpperRight) == PTZ_UPPER_RIGHT &&
               static_cast<int>(PtzDirection::ZoomWide) == PTZ_ZOOM_WIDE &&
               static_cast<int>(PtzDirection::ZoomTele) == PTZ_ZOOM_TELE);
@@ -145,6 +150,7 @@ HRESULT CCgiCommandIpela::GetSupportedImageSizes(ImageSize2** sizes, LONG* count
     if (count == nullptr)
         return E_INVALIDARG;
     const auto formats = IpelaModels::ImageSizes(m_model, m_videoStandard);
+    *count = static_cast<LONG>(formats.size());
     if (sizes != nullptr)
     {
         *sizes = AllocateTaskMemory<ImageSize2>(formats.size()).release();
@@ -153,7 +159,6 @@ HRESULT CCgiCommandIpela::GetSupportedImageSizes(ImageSize2** sizes, LONG* count
                               L"CCgiCommandIpela::GetSupportedImageSizes, out of memory");
         std::ranges::transform(formats, *sizes, ToImageSize2);
     }
-    *count = static_cast<LONG>(formats.size());
     return S_OK;
 }
 

@@ -12,7 +12,8 @@
 /// Protocol/IpelaSettings; this class sends, logs, and fills the automation records.
 /// Ownership, threads and failures as for the base. Transport failures come back as CAsyncHttpRequest returned them,
 /// replies that make no sense as E_UNEXPECTED.
-/// Hazard: settings are read from a reply of up to ten seconds ago unless this object itself changed them.
+/// Hazard: settings are read from a reply of up to ten seconds ago, unless this object has changed image size, bit
+/// rate or the required stream settings since; a changed volume shows late.
 class CCgiCommandIpela : public CCgiCommandBase
 {
 public:

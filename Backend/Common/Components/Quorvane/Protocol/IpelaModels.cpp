@@ -47,7 +47,7 @@ constexpr IpelaKeySet kH264Keys = {
     .audioInVolume = {L"AudioInVolume"},
 };
 
-// A camera of an unknown model may deliver full HD, but never faster than 20 frames a second.
+// Full HD is offered at 20 frames a second in either standard, because not every model can do more.
 constexpr ImageFormat kUnknown60Hz[] = {
     {1920, 1080, 20, Mpeg4}, {1280, 720, 30, Mpeg4}, {640, 480, 30, Mpeg4}, {320, 240, 30, Mpeg4}};
 constexpr ImageFormat kUnknown50Hz[] = {

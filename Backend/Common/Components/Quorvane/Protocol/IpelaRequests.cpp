@@ -66,7 +66,7 @@ std::wstring IpelaRequests::SetImageSize(IpelaModel model, std::int32_t width, s
     case IpelaModel::SncEr580:
         return kSetCommand + SizeOfStream1(width, height) + L"&M4FrameRate=" + rate;
     case IpelaModel::SncEp550:
-        // In the 4:3 sizes we want the whole wide picture, squeezed.
+        // A size of another shape than the sensor's shows the whole picture, squeezed, instead of a part of it.
         return kSetCommand + CodecOfStream1(compression) + L"&AspectRatioConversion=squeeze&" +
                SizeOfStream1(width, height) + L"&FrameRate1=" + rate;
     case IpelaModel::SncEp520:

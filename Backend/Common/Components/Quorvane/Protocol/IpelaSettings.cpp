@@ -84,7 +84,7 @@ IpelaImageSize IpelaSettings::ReadImageSize(std::wstring_view content, IpelaMode
     if (IpelaModels::IsH264Family(model))
         return SplitSize(text);
 
-    // SNC-RZ25 has one size for all codecs.
+    // SNC-RZ25 has one size for all codecs; newer MPEG-4 models report "ImageSize1", which "ImageSize" finds too.
     const std::int32_t width = ToNumber(text.empty() ? GetValue(content, L"ImageSize") : text);
     return {width, IpelaModels::HeightForWidth(model, standard, width)};
 }
