@@ -34,7 +34,7 @@ using testing::IsEmpty;
 std::atomic<int> s_openContexts{0};
 std::atomic<int> s_openHashes{0};
 std::atomic<int> s_acquireCalls{0};
-int s_hashesBeforeFailure = -1; ///< negative: none fails
+int s_hashesBeforeFailure = -1; ///< the one after so many fails; negative: none does
 std::vector<DWORD> s_hashedLengths;
 DWORD s_failingParameter = 0;
 decltype(&::CryptAcquireContextW) s_acquireContext;
@@ -91,10 +91,8 @@ BOOL WINAPI FailCreate(HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*)
 BOOL WINAPI RecordOrFailHash(HCRYPTHASH hash, const BYTE* data, DWORD lengthBytes, DWORD flags)
 {
     s_hashedLengths.push_back(lengthBytes);
-    if (s_hashesBeforeFailure == 0)
+    if (s_hashesBeforeFailure >= 0 && s_hashesBeforeFailure-- == 0)
         return FALSE;
-    if (s_hashesBeforeFailure > 0)
-        --s_hashesBeforeFailure;
     return s_hashData(hash, data, lengthBytes, flags);
 }
 BOOL WINAPI FailHash(HCRYPTHASH, const BYTE*, DWORD, DWORD)
@@ -263,7 +261,6 @@ TEST_F(DigestWithFailingHash, MakesNoHeaderAndCountsNothing)
             request.SetAuthenticateResponse(std::string(kChallenge) + ", algorithm=" + each.algorithm);
             s_hashesBeforeFailure = successes;
             EXPECT_EQ(Header(request), "") << each.algorithm << ' ' << successes;
-            s_hashesBeforeFailure = -1;
             const std::string header = Header(request);
             EXPECT_NE(header.find("nc=00000001"), std::string::npos) << each.algorithm << ' ' << successes;
             const std::string next = Header(request);

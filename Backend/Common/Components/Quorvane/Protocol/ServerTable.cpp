@@ -31,7 +31,8 @@ void CServerTable::ClearFailure(int index) noexcept
 
 std::uint32_t* CServerTable::FailureTick(int index) noexcept
 {
-    if (index < 0 || static_cast<std::size_t>(index) >= m_rows.size())
+    // A negative index becomes one beyond every table.
+    if (static_cast<std::size_t>(index) >= m_rows.size())
         return nullptr;
     return &m_rows[static_cast<std::size_t>(index)].failureTick;
 }
