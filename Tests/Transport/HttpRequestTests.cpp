@@ -542,11 +542,12 @@ TEST_F(HttpRequest, UnusableRegistryTimeLimitLeavesTheCallersInForce)
 
 TEST_F(HttpRequest, HandlesAndThreadsStayFlatOverManyConnections)
 {
-    const auto cycle = [this] {
-        Open({HttpReply(200, "ok")});
+    // One camera for all cycles: its threads, and the connections that WinInet keeps for later, are this process's too.
+    CScriptedCamera camera({HttpReply(200, "ok")});
+    const auto cycle = [this, &camera] {
+        ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", camera.Port(), L"", L""));
         ASSERT_EQ(S_OK, Get().hr);
         m_http.Close();
-        m_camera.reset();
     };
     for (int round = 0; round < 20; ++round)
         cycle();
