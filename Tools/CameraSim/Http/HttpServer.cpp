@@ -6,6 +6,7 @@
 #include <asio/steady_timer.hpp>
 #include <asio/use_awaitable.hpp>
 
+#include <cerrno>
 #include <chrono>
 #include <stdexcept>
 
@@ -13,6 +14,24 @@ namespace
 {
 
 constexpr std::chrono::milliseconds kPauseAfterFailedAccept{20};
+
+#ifdef _WIN32
+constexpr int kAddressNotAvailable = WSAEADDRNOTAVAIL;
+#else
+constexpr int kAddressNotAvailable = EADDRNOTAVAIL;
+#endif
+
+/// In our own words, because the system's are missing on some systems and unhelpful on the others.
+std::string WhyNotListening(const asio::error_code& error)
+{
+    if (error == asio::error::address_in_use)
+        return "Another program may be using the port; choose another one, or 0 to let the system choose.";
+    if (error == asio::error::access_denied)
+        return "This user may not use that port; choose one above 1023, or 0 to let the system choose.";
+    if (error.value() == kAddressNotAvailable)
+        return "The address does not belong to this machine; 127.0.0.1 always does.";
+    return error.message() + " (system error " + std::to_string(error.value()) + ").";
+}
 
 asio::ip::tcp::acceptor Listen(asio::io_context& context, const std::string& bindAddress, std::uint16_t port)
 {
@@ -38,11 +57,8 @@ asio::ip::tcp::acceptor Listen(asio::io_context& context, const std::string& bin
         acceptor.listen(asio::socket_base::max_listen_connections, error);
     if (error)
     {
-        const bool isForeign = error == std::errc::address_not_available;
-        throw std::runtime_error(
-            "Cannot listen on " + bindAddress + " port " + std::to_string(port) + ": " + error.message() + ". " +
-            (isForeign ? "The address does not belong to this machine; 127.0.0.1 always does."
-                       : "Another program may be using the port; choose another one, or 0 to let the system choose."));
+        throw std::runtime_error("Cannot listen on " + bindAddress + " port " + std::to_string(port) + ": " +
+                                 WhyNotListening(error));
     }
     return acceptor;
 }
