@@ -10,14 +10,21 @@
 
 namespace
 {
-std::atomic<long> constructions{0};
+std::atomic<long> s_arrivals{0};
+std::atomic<long> s_constructions{0};
 
-struct SlowToConstruct
+/// Constructed only once `threadCount` threads are at the guard. Should they not come, it counts as many constructions
+/// too many.
+struct ContendedConstruction
 {
-    SlowToConstruct()
+    explicit ContendedConstruction(long threadCount)
     {
-        ++constructions;
-        // Gives the other threads the time to arrive at the guard.
+        constexpr DWORD kLimitMs = 10000;
+        const DWORD startTick = ::GetTickCount();
+        while (s_arrivals < threadCount && ::GetTickCount() - startTick < kLimitMs)
+            ::SwitchToThread();
+        s_constructions += s_arrivals == threadCount ? 1 : 1000;
+        // An arrival is counted just before the guard; this gives the others the time for the last step.
         for (int i = 0; i < 1000; ++i)
             ::SwitchToThread();
     }
@@ -58,10 +65,12 @@ extern "C" __declspec(dllexport) DWORD WINAPI ProbeThrowLastError()
     }
 }
 
-extern "C" __declspec(dllexport) long WINAPI ProbeConstructions()
+/// The number of times that the one object was constructed; called by `threadCount` threads at once.
+extern "C" __declspec(dllexport) long WINAPI ProbeConstructions(long threadCount)
 {
-    static const SlowToConstruct once;
-    return constructions.load();
+    ++s_arrivals;
+    static const ContendedConstruction once(threadCount);
+    return s_constructions.load();
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -11,7 +12,7 @@ constexpr DWORD kLimitMs = 30000;
 
 using ThrowAndCatch = BOOL(WINAPI*)(DWORD);
 using ThrowLastError = DWORD(WINAPI*)();
-using Constructions = long(WINAPI*)();
+using Constructions = long(WINAPI*)(long);
 
 CLibraryHandle LoadProbe()
 {
@@ -122,15 +123,54 @@ TEST(ThreadRuntime, ThrowingKeepsTheLastError)
     EXPECT_EQ(4711u, Export<ThrowLastError>(probe, "ProbeThrowLastError@0")());
 }
 
+TEST(ThreadRuntime, ThrowsInAHostThatHasTheSharedUnwinder)
+{
+    const CLibraryHandle unwinder(::LoadLibraryW(FOREIGN_UNWINDER));
+    ASSERT_TRUE(unwinder);
+    ASSERT_EQ(unwinder.get(), ::GetModuleHandleW(L"libgcc_s_dw2-1.dll"));
+    const auto registrations = Export<long (*)()>(unwinder, "CountRegistrations");
+    const long before = registrations();
+    CLibraryHandle probe = LoadProbe();
+    EXPECT_EQ(before, registrations()) << "the probe's tables are its own business";
+    EXPECT_TRUE(ThrowInProbe(&probe));
+}
+
+TEST(ThreadRuntime, ThrowsWhenTheHostUsedUpTheFiberLocalSlots)
+{
+    constexpr std::size_t kMostSlots = 100000;
+    std::vector<DWORD> slots;
+    for (DWORD slot = ::FlsAlloc(nullptr); slot != FLS_OUT_OF_INDEXES; slot = ::FlsAlloc(nullptr))
+    {
+        slots.push_back(slot);
+        if (slots.size() == kMostSlots)
+            break;
+    }
+    const DWORD tlsIndex = NextTlsIndex();
+    {
+        CLibraryHandle probe = LoadProbe();
+        EXPECT_TRUE(ThrowInProbe(&probe));
+        EXPECT_NE(tlsIndex, NextTlsIndex()) << "a thread-local slot serves instead";
+        CSteppedThread other(&ThrowInProbe, &probe);
+        EXPECT_EQ(1u, other.End());
+    }
+    EXPECT_EQ(tlsIndex, NextTlsIndex());
+    for (const DWORD slot : slots)
+        ::FlsFree(slot);
+    EXPECT_LT(slots.size(), kMostSlots);
+}
+
+constexpr long kConstructingThreads = 4;
+
 DWORD WINAPI ConstructInProbe(void* library)
 {
-    return static_cast<DWORD>(Export<Constructions>(*static_cast<CLibraryHandle*>(library), "ProbeConstructions@0")());
+    const auto function = Export<Constructions>(*static_cast<CLibraryHandle*>(library), "ProbeConstructions@4");
+    return static_cast<DWORD>(function(kConstructingThreads));
 }
 
 TEST(ThreadRuntime, GuardedInitialisationRunsOnce)
 {
     CLibraryHandle probe = LoadProbe();
-    CKernelHandle threads[4];
+    CKernelHandle threads[kConstructingThreads];
     for (CKernelHandle& thread : threads)
         thread.reset(::CreateThread(nullptr, 0, &ConstructInProbe, &probe, 0, nullptr));
     for (const CKernelHandle& thread : threads)

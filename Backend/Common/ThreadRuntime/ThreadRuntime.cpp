@@ -22,27 +22,6 @@ struct ThreadValue
     void (*destructor)(void*);
 };
 
-struct Key
-{
-    std::atomic<DWORD> flsIndex{FLS_OUT_OF_INDEXES};
-    void (*destructor)(void*) = nullptr;
-};
-
-// GCC's libraries create one to three keys.
-constexpr unsigned kMostKeys = 16;
-constinit Key keys[kMostKeys];
-constinit std::atomic<unsigned> keyCount{0};
-
-/// This thread's value of a key, null when it has none. Keeps the last error, which the system's function clears and
-/// which a throw expression is often about to read.
-ThreadValue* FindValue(DWORD flsIndex) noexcept
-{
-    const DWORD lastError = ::GetLastError();
-    auto* const value = static_cast<ThreadValue*>(::FlsGetValue(flsIndex));
-    ::SetLastError(lastError);
-    return value;
-}
-
 void WINAPI DestroyValue(void* parameter)
 {
     auto* const slot = static_cast<ThreadValue*>(parameter);
@@ -53,18 +32,76 @@ void WINAPI DestroyValue(void* parameter)
     std::free(slot);
 }
 
-DWORD FlsIndexOf(pthread_key_t key) noexcept
+/// A slot that each thread has once: a fiber-local one, because only those tell when a thread ends. Windows before
+/// 10 1903 has 128 of them for the whole process; where a host used them up, a thread-local one serves, and some
+/// hundred bytes stay behind for each thread that threw. Without any slot GCC's library would end the process.
+class CSlot
 {
-    return key < kMostKeys ? keys[key].flsIndex.load(std::memory_order_acquire) : FLS_OUT_OF_INDEXES;
-}
+public:
+    constexpr CSlot() noexcept = default;
 
-void FreeKey(Key& key) noexcept
+    [[nodiscard]] bool Allocate() noexcept
+    {
+        DWORD index = ::FlsAlloc(&DestroyValue);
+        if (index == FLS_OUT_OF_INDEXES)
+        {
+            m_isFiberLocal = false;
+            index = ::TlsAlloc();
+        }
+        m_index.store(index, std::memory_order_release);
+        return index != kNoIndex;
+    }
+    /// Runs DestroyValue for every thread that has a value, where the system keeps account of them.
+    void Free() noexcept
+    {
+        const DWORD index = m_index.exchange(kNoIndex);
+        if (index == kNoIndex)
+            return;
+        if (m_isFiberLocal)
+            ::FlsFree(index);
+        else
+            ::TlsFree(index);
+    }
+    bool IsAllocated() const noexcept
+    {
+        return m_index.load(std::memory_order_acquire) != kNoIndex;
+    }
+    /// This thread's value, null when it has none. Keeps the last error, which the system's functions clear and which
+    /// a throw expression is often about to read.
+    ThreadValue* Get() const noexcept
+    {
+        const DWORD index = m_index.load(std::memory_order_acquire);
+        if (index == kNoIndex)
+            return nullptr;
+        const DWORD lastError = ::GetLastError();
+        void* const value = m_isFiberLocal ? ::FlsGetValue(index) : ::TlsGetValue(index);
+        ::SetLastError(lastError);
+        return static_cast<ThreadValue*>(value);
+    }
+    [[nodiscard]] bool Set(ThreadValue* value) noexcept
+    {
+        const DWORD index = m_index.load(std::memory_order_acquire);
+        return (m_isFiberLocal ? ::FlsSetValue(index, value) : ::TlsSetValue(index, value)) != FALSE;
+    }
+
+private:
+    static constexpr DWORD kNoIndex = FLS_OUT_OF_INDEXES;
+    static_assert(FLS_OUT_OF_INDEXES == TLS_OUT_OF_INDEXES);
+
+    std::atomic<DWORD> m_index{kNoIndex};
+    bool m_isFiberLocal = true; // written before the index is published
+};
+
+struct Key
 {
-    // Runs DestroyValue for every thread that has a value.
-    const DWORD index = key.flsIndex.exchange(FLS_OUT_OF_INDEXES);
-    if (index != FLS_OUT_OF_INDEXES)
-        ::FlsFree(index);
-}
+    CSlot slot;
+    void (*destructor)(void*) = nullptr;
+};
+
+// GCC's libraries create one to three keys.
+constexpr unsigned kMostKeys = 16;
+constinit Key s_keys[kMostKeys];
+constinit std::atomic<unsigned> s_keyCount{0};
 
 /// A statically initialised word starts as one of three small negative numbers, the Win32 primitive as 0.
 /// The numbers stand for kinds of mutexes. One kind is enough here: the only recursive mutex is that of GCC's guarded
@@ -88,8 +125,8 @@ BOOL CALLBACK CallOnce(PINIT_ONCE, void* parameter, void**)
 
 void ThreadRuntime::ReleaseThreadData() noexcept
 {
-    for (Key& key : keys)
-        FreeKey(key);
+    for (Key& key : s_keys)
+        key.slot.Free();
 }
 
 extern "C"
@@ -121,7 +158,7 @@ extern "C"
 
     int pthread_mutex_unlock(pthread_mutex_t* mutex)
     {
-        ::ReleaseSRWLockExclusive(AsPrimitive<SRWLOCK>(mutex));
+        ::ReleaseSRWLockExclusive(reinterpret_cast<SRWLOCK*>(mutex));
         return 0;
     }
 
@@ -159,54 +196,40 @@ extern "C"
 
     int pthread_key_create(pthread_key_t* key, void (*destructor)(void*))
     {
-        const unsigned number = keyCount.fetch_add(1);
+        const unsigned number = s_keyCount.fetch_add(1);
         if (number >= kMostKeys)
             return EAGAIN;
-        const DWORD index = ::FlsAlloc(&DestroyValue);
-        if (index == FLS_OUT_OF_INDEXES)
+        s_keys[number].destructor = destructor;
+        if (!s_keys[number].slot.Allocate())
             return EAGAIN;
-        keys[number].destructor = destructor;
-        keys[number].flsIndex.store(index, std::memory_order_release);
         *key = number;
-        return 0;
-    }
-
-    int pthread_key_delete(pthread_key_t key)
-    {
-        if (key >= kMostKeys)
-            return EINVAL;
-        FreeKey(keys[key]);
         return 0;
     }
 
     void* pthread_getspecific(pthread_key_t key)
     {
-        const DWORD index = FlsIndexOf(key);
-        if (index == FLS_OUT_OF_INDEXES)
-            return nullptr;
-        const ThreadValue* const slot = FindValue(index);
-        return slot != nullptr ? slot->value : nullptr;
+        const ThreadValue* const value = key < kMostKeys ? s_keys[key].slot.Get() : nullptr;
+        return value != nullptr ? value->value : nullptr;
     }
 
     int pthread_setspecific(pthread_key_t key, const void* value)
     {
-        const DWORD index = FlsIndexOf(key);
-        if (index == FLS_OUT_OF_INDEXES)
+        if (key >= kMostKeys || !s_keys[key].slot.IsAllocated())
             return EINVAL;
-        ThreadValue* slot = FindValue(index);
-        if (slot == nullptr)
+        ThreadValue* threadValue = s_keys[key].slot.Get();
+        if (threadValue == nullptr)
         {
-            slot = static_cast<ThreadValue*>(std::malloc(sizeof(ThreadValue)));
-            if (slot == nullptr)
+            threadValue = static_cast<ThreadValue*>(std::malloc(sizeof(ThreadValue)));
+            if (threadValue == nullptr)
                 return ENOMEM;
-            slot->destructor = keys[key].destructor;
-            if (!::FlsSetValue(index, slot))
+            threadValue->destructor = s_keys[key].destructor;
+            if (!s_keys[key].slot.Set(threadValue))
             {
-                std::free(slot);
+                std::free(threadValue);
                 return EINVAL;
             }
         }
-        slot->value = const_cast<void*>(value);
+        threadValue->value = const_cast<void*>(value);
         return 0;
     }
 } // extern "C"

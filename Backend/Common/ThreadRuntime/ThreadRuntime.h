@@ -7,6 +7,9 @@
 /// good (after some thousand loads the process has no TLS index left), each thread that ever catches an exception gets
 /// two more handles, and a process-wide exception handler is installed. None of that happens here.
 ///
+/// Linked with it comes UnwinderRegistration.cpp, without which a throw would end a host that has GCC's shared unwinder
+/// loaded.
+///
 /// Only what GCC's run-time libraries call is here; code of ours uses Win32 primitives directly. All of it may be
 /// called on any thread, also inside DllMain.
 namespace ThreadRuntime

@@ -8,8 +8,8 @@
 /// Any thread may use it. Constant-initialised, so that it is ready before any constructor runs.
 ///
 /// On Windows it is a slim reader/writer lock: no handle, nothing to destroy, and nothing left behind on the threads
-/// of the host that pass through, which is why std::mutex (winpthread keeps a handle per foreign thread) is not used
-/// there. A spinning lock would burn the host's time while the log file is being written.
+/// of the host that pass through, as the mutex of the C++ library would (winpthreads keeps a handle per foreign
+/// thread). A spinning lock would burn the host's time while the log file is being written.
 class CLeafLock
 {
 public:
@@ -42,6 +42,6 @@ private:
 #ifdef _WIN32
     void* m_state = nullptr; ///< an SRWLOCK; this header stays free of the Windows headers
 #else
-    std::mutex m_state;
+    std::mutex m_state; // allowed: not on Windows
 #endif
 };
