@@ -91,7 +91,7 @@ TEST_F(IpelaCommand, SendsOneRequestAndLogsItWhenItFails)
         EXPECT_THAT(Sent(), ElementsAre(row.request));
         EXPECT_EQ(L"8 CCgiCommandIpela::" + Widened(row.name) + L", request (" + Widened(row.request) +
                       L") failed, dwStatusCode = 403, hr = 0x80004005",
-                  Logged().back());
+                  LastLogged());
     }
 }
 
@@ -155,7 +155,7 @@ TEST_F(IpelaCommand, TransportFailureIsReturnedUnchanged)
     EXPECT_EQ(E_UNEXPECTED, m_commandSet.SetAudioInVolume(1));
     EXPECT_EQ(L"8 CCgiCommandIpela::SetAudioInVolume, request (command/camera.cgi?AudioInVolume=1) failed, "
               L"dwStatusCode = 0, hr = 0x8000ffff",
-              Logged().back());
+              LastLogged());
 }
 
 TEST_F(IpelaStream, BadRequestSetsTheCameraUpAndTriesOnceMore)

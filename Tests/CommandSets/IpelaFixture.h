@@ -65,6 +65,13 @@ protected:
         return lines;
     }
 
+    /// The newest of those lines.
+    std::wstring LastLogged()
+    {
+        const std::vector<std::wstring> lines = Logged();
+        return lines.empty() ? std::wstring(L"(nothing logged)") : lines.back();
+    }
+
     static DWORD WINAPI TickMs()
     {
         return s_tickMs;

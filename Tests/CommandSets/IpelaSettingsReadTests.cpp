@@ -97,7 +97,7 @@ TEST_F(IpelaSettingsRead, UnknownCodecIsNoneAndLogged)
     ASSERT_EQ(S_OK, m_commandSet.GetCameraSettings(&settings));
     const CBstr address(settings.MulticastAddress);
     EXPECT_EQ(VC_None, settings.VideoEncoding);
-    EXPECT_EQ(L"1 CCgiCommandIpela::GetImageCodec, unexpected video codec: jpeg", Logged().back());
+    EXPECT_EQ(L"1 CCgiCommandIpela::GetImageCodec, unexpected video codec: jpeg", LastLogged());
 }
 
 TEST_F(IpelaSettingsRead, EveryCallHandsOutAStringOfItsOwn)
@@ -142,7 +142,7 @@ TEST_F(IpelaSettingsRead, BadRepliesLeaveTheRecordUntouched)
         EXPECT_TRUE(settings.IsUntouched());
         EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraSettings, " + std::wstring(row.text) + L", strContent = " +
                       Widened(row.content),
-                  Logged().back());
+                  LastLogged());
     }
 }
 
@@ -152,19 +152,17 @@ TEST_F(IpelaSettingsRead, InquiryFailureLeavesTheRecordsUntouched)
     Patterned<CameraSettings3> settings;
     EXPECT_EQ(E_FAIL, m_commandSet.GetCameraSettings(&settings.record));
     EXPECT_TRUE(settings.IsUntouched());
-    EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraSettings, failed to QueryCameraSettings, hr = 0x80004005",
-              Logged().back());
+    EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraSettings, failed to QueryCameraSettings, hr = 0x80004005", LastLogged());
 
     Patterned<ImageSize2> imageSize;
     EXPECT_EQ(E_FAIL, m_commandSet.GetCameraImageSize(&imageSize.record));
     EXPECT_TRUE(imageSize.IsUntouched());
-    EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraImageSize, failed to QueryCameraSettings, hr = 0x80004005",
-              Logged().back());
+    EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraImageSize, failed to QueryCameraSettings, hr = 0x80004005", LastLogged());
 
     Patterned<TransportParameters> transport;
     EXPECT_EQ(E_FAIL, m_commandSet.SetupTransport(0, &transport.record));
     EXPECT_TRUE(transport.IsUntouched());
-    EXPECT_EQ(L"8 CCgiCommandIpela::SetupTransport, failed to QueryCameraSettings, hr = 0x80004005", Logged().back());
+    EXPECT_EQ(L"8 CCgiCommandIpela::SetupTransport, failed to QueryCameraSettings, hr = 0x80004005", LastLogged());
 }
 
 TEST_F(IpelaSettingsRead, NullRecordsAreRefusedWithoutARequest)
@@ -213,7 +211,7 @@ TEST_F(IpelaSettingsRead, CameraImageSizeWithoutANumberIsRefused)
         EXPECT_EQ(E_UNEXPECTED, m_commandSet.GetCameraImageSize(&size.record));
         EXPECT_TRUE(size.IsUntouched());
         EXPECT_EQ(L"8 CCgiCommandIpela::GetCameraImageSize, invalid number(s), strContent = " + Widened(content),
-                  Logged().back());
+                  LastLogged());
     }
 }
 
@@ -283,7 +281,7 @@ TEST_F(IpelaSettingsRead, TransportChecksTheTargetsButNotThePicture)
             EXPECT_TRUE(parameters.IsUntouched());
             EXPECT_EQ(L"8 CCgiCommandIpela::SetupTransport, " + std::wstring(row.text) + L", strContent = " +
                           Widened(row.content),
-                      Logged().back());
+                      LastLogged());
         }
         else
         {

@@ -1,5 +1,6 @@
 #include "CgiCommandIpela.h"
 #include "HttpRequest.h"
+#include "Tests/Support/CapturingLogSink.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -139,11 +140,17 @@ TEST_F(IpelaTimeout, TimeoutOfTheTransportIsReturnedUnchanged)
 TEST_F(IpelaTimeout, SystemInquiryMustSaySomething)
 {
     std::wstring content = L"untouched";
+    const CLogCapture log;
     s_reply = L"";
     EXPECT_EQ(E_FAIL, m_commandSet.QuerySystemSettings(content));
     s_result = E_ACCESSDENIED;
     EXPECT_EQ(E_ACCESSDENIED, m_commandSet.QuerySystemSettings(content));
     EXPECT_EQ(L"untouched", content);
+    EXPECT_THAT(log.Lines(),
+                ElementsAre(L"8 CCgiCommandIpela::QuerySystemSettings, request (command/inquiry.cgi?inq=system) "
+                            L"returns 0 byte",
+                            L"1 CCgiCommandIpela::QuerySystemSettings, failed to send request "
+                            L"(command/inquiry.cgi?inq=system), hr = 0x80070005"));
     s_result = S_OK;
     s_reply = L"ModelName=x";
     EXPECT_EQ(S_OK, m_commandSet.QuerySystemSettings(content));
