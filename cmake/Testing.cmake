@@ -9,11 +9,18 @@ set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
 add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
 
+# GoogleTest's headers are most of what a test file compiles; all test programs share one precompiled copy.
+file(WRITE "${CMAKE_BINARY_DIR}/test_headers.cpp" "")
+add_library(quorvane_test_headers OBJECT "${CMAKE_BINARY_DIR}/test_headers.cpp")
+target_link_libraries(quorvane_test_headers PRIVATE quorvane_options GTest::gmock)
+target_precompile_headers(quorvane_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+
 function(quorvane_add_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;LOCKS;ENV" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE quorvane_options GTest::gmock_main ${ARG_LIBS})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/Backend/Common" "${CMAKE_SOURCE_DIR}/Backend/Common/Components/Quorvane")
+    target_precompile_headers(${name} REUSE_FROM quorvane_test_headers)
     add_test(NAME ${name} COMMAND ${name})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)

@@ -32,3 +32,11 @@ clean_internet_cache() {
     [[ -d $users ]] || return 0
     find "$users" -type d \( -name 'Temporary Internet Files' -o -name INetCache \) -prune -exec rm -rf {} +
 }
+
+# Keeps the prefix's server alive between programs, until this script ends; without it every program of Windows starts
+# the whole prefix anew. What still runs in our own prefix then is ended with it.
+keep_wineserver() {
+    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+    WINEPREFIX="$PWD/build/wineprefix" wineserver --persistent
+    trap 'WINEPREFIX="$PWD/build/wineprefix" wineserver --kill || true' EXIT
+}

@@ -11,8 +11,8 @@ fi
 ensure_setup
 configure_and_build native
 configure_and_build win32
-# The first program of a new prefix waits for its creation; do that once, outside of the tests' time limits.
-Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+# Also creates a new prefix, outside of the tests' time limits.
+keep_wineserver
 clean_internet_cache
 
 status=0
