@@ -230,6 +230,8 @@ TEST_F(ClientTest, RegistrationNeedsNoCamera)
     m_state.registerResult = HResults::kAccessDenied;
     ExpectFailure("register", "DllRegisterServer failed with E_ACCESSDENIED", "administrator");
     ExpectFailure("unregister", "DllUnregisterServer failed with E_ACCESSDENIED", "administrator");
+    m_state.registerResult = HResults::kTypeLibRegistry;
+    ExpectFailure("unregister", "TYPE_E_REGISTRYACCESS", "most likely it was not registered");
 }
 
 TEST_F(ClientTest, WrongUsageReachesNoComponent)

@@ -18,7 +18,10 @@ std::string ForCreate(HResult hr)
     case HResults::kPathNotFound:
     case HResults::kModuleNotFound:
     case HResults::kDllNotFound:
-        return "the component's DLL is missing: keep Quorvane.dll beside avcommand.exe or name it with --dll, and "
+    // Wine's answer when the registered file has gone; elsewhere a file that this user may not read.
+    case HResults::kAccessDenied:
+        return "the component's DLL is missing or cannot be read: keep Quorvane.dll beside avcommand.exe or name it "
+               "with --dll, and "
                "register again if it has moved";
     case HResults::kBadImageFormat:
         return "the file is not a 32-bit Windows DLL";
@@ -32,17 +35,31 @@ std::string ForCreate(HResult hr)
     }
 }
 
-std::string ForRegister(HResult hr)
+bool IsLoadFailure(HResult hr)
 {
     switch (hr)
     {
-    case HResults::kAccessDenied:
-    case HResults::kTypeLibRegistry:
-    case HResults::kRegistrationClass:
-        return "the registry could not be written: run this as administrator";
+    case HResults::kFileNotFound:
+    case HResults::kPathNotFound:
+    case HResults::kModuleNotFound:
+    case HResults::kBadImageFormat:
+    case HResults::kEntryPointNotFound:
+        return true;
     default:
-        return ForCreate(hr);
+        return false;
     }
+}
+
+std::string ForRegistration(HResult hr, Activity activity)
+{
+    if (IsLoadFailure(hr))
+        return ForCreate(hr);
+    if (hr == HResults::kAccessDenied)
+        return "the registry could not be written: run this as administrator";
+    if (activity == Activity::kUnregister)
+        return "most likely it was not registered; 'avcommand register' and then 'unregister' removes what is left of "
+               "a registration";
+    return "the registration is not complete: run this as administrator";
 }
 
 /// E_FAIL says no more than "no". After a failed probe it hides the difference between a camera that is not there
@@ -80,8 +97,8 @@ std::string For(HResult hr, Activity activity, const std::string& camera)
 {
     if (activity == Activity::kCreate)
         return ForCreate(hr);
-    if (activity == Activity::kRegister)
-        return ForRegister(hr);
+    if (activity == Activity::kRegister || activity == Activity::kUnregister)
+        return ForRegistration(hr, activity);
     if (const int status = HResults::HttpStatus(hr))
         return "the camera answered with HTTP status " + std::to_string(status);
     switch (hr)

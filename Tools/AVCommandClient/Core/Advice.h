@@ -9,6 +9,7 @@ enum class Activity
 {
     kCreate,
     kRegister,
+    kUnregister,
     kOpen,
     kConnect,
     kRead,

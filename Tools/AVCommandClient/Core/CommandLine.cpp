@@ -217,6 +217,7 @@ ParseOutcome Parse(const std::vector<std::string>& words, const std::optional<st
 {
     Draft draft;
     CLI::App app("Drives a network camera through the AVCommand component.", "avcommand");
+    app.footer("'avcommand COMMAND --help' explains a command. Exit codes: 0 done, 1 it failed, 2 wrong usage.");
     app.fallthrough();
     app.require_subcommand(1);
     AddGlobalOptions(app, draft);

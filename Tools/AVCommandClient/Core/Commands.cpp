@@ -61,7 +61,7 @@ void ChangeRegistration(const ClientArguments& arguments, IComponentHost& host, 
 {
     const bool isRegister = arguments.verb == Verb::kRegister;
     Check(isRegister ? host.Register() : host.Unregister(), isRegister ? "DllRegisterServer" : "DllUnregisterServer",
-          Activity::kRegister);
+          isRegister ? Activity::kRegister : Activity::kUnregister);
     if (arguments.isJson)
         Report::Print(out, Json{{"command", arguments.verbText}, {"library", host.LibraryPath()}});
     else

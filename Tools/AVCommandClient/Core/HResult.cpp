@@ -36,6 +36,7 @@ constexpr std::array kNames{
     NamedCode{kDllNotFound, "CO_E_DLLNOTFOUND"},
     NamedCode{kRegistrationClass, "SELFREG_E_CLASS"},
     NamedCode{kTypeLibRegistry, "TYPE_E_REGISTRYACCESS"},
+    NamedCode{kTypeLibState, "TYPE_E_INVALIDSTATE"},
     NamedCode{kTimeOut, "ERROR_TIMEOUT"},
 };
 

@@ -35,6 +35,7 @@ inline constexpr HResult kClassString = FromBits(0x800401F3);
 inline constexpr HResult kDllNotFound = FromBits(0x800401F8);
 inline constexpr HResult kRegistrationClass = FromBits(0x80040201);
 inline constexpr HResult kTypeLibRegistry = FromBits(0x8002801C);
+inline constexpr HResult kTypeLibState = FromBits(0x80028029);
 /// The component's one time-out result: facility internet, Win32 code ERROR_TIMEOUT.
 inline constexpr HResult kTimeOut = FromBits(0x800C05B4);
 

@@ -40,7 +40,7 @@ PTZCommand ToCommand(MoveDirection direction) noexcept
 }
 } // namespace
 
-CCameraClient::CCameraClient(CInterface<IAVCommand5> object, const CCallTrace& trace) noexcept
+CCameraClient::CCameraClient(CComPointer<IAVCommand5> object, const CCallTrace& trace) noexcept
     : m_object(std::move(object)), m_trace(trace)
 {
 }
@@ -50,24 +50,23 @@ HResult CCameraClient::OpenConnection(const CameraAddress& address)
     const CBstr host = MakeBstr(Text::ToWide(address.host));
     const CBstr user = MakeBstr(Text::ToWide(address.userName));
     const CBstr password = MakeBstr(Text::ToWide(address.password));
-    return m_trace.Run("IAVCommand::OpenConnection", [&] {
-        return m_object.get()->OpenConnection(host.get(), address.port, user.get(), password.get());
-    });
+    return m_trace.Run("IAVCommand::OpenConnection",
+                       [&] { return m_object->OpenConnection(host.get(), address.port, user.get(), password.get()); });
 }
 
 HResult CCameraClient::CloseConnection()
 {
-    return m_trace.Run("IAVCommand::CloseConnection", [&] { return m_object.get()->CloseConnection(); });
+    return m_trace.Run("IAVCommand::CloseConnection", [&] { return m_object->CloseConnection(); });
 }
 
 HResult CCameraClient::IsConnected()
 {
-    return m_trace.Run("IAVCommand::IsConnected", [&] { return m_object.get()->IsConnected(); });
+    return m_trace.Run("IAVCommand::IsConnected", [&] { return m_object->IsConnected(); });
 }
 
 HResult CCameraClient::ConnectToCamera()
 {
-    return m_trace.Run("IAVCommand::ConnectToCamera", [&] { return m_object.get()->ConnectToCamera(); });
+    return m_trace.Run("IAVCommand::ConnectToCamera", [&] { return m_object->ConnectToCamera(); });
 }
 
 HResult CCameraClient::GetSettings(StreamSettings& settings)
@@ -75,7 +74,7 @@ HResult CCameraClient::GetSettings(StreamSettings& settings)
     settings = {};
     CameraSettings3 record{};
     const HResult hr =
-        m_trace.Run("IAVCommand5::GetCameraSettings3", [&] { return m_object.get()->GetCameraSettings3(&record); });
+        m_trace.Run("IAVCommand5::GetCameraSettings3", [&] { return m_object->GetCameraSettings3(&record); });
     const CBstr multicastAddress(record.MulticastAddress);
     if (SUCCEEDED(hr))
         settings = ToSettings(record, {multicastAddress.get(), ::SysStringLen(multicastAddress.get())});
@@ -87,7 +86,7 @@ HResult CCameraClient::GetCameraImageSize(PictureFormat& format)
     format = {};
     ImageSize2 size{};
     const HResult hr =
-        m_trace.Run("IAVCommand4::GetCameraImageSize", [&] { return m_object.get()->GetCameraImageSize(&size); });
+        m_trace.Run("IAVCommand4::GetCameraImageSize", [&] { return m_object->GetCameraImageSize(&size); });
     if (SUCCEEDED(hr))
         format = ToFormat(size);
     return hr;
@@ -99,7 +98,7 @@ HResult CCameraClient::GetSupportedImageSizes(std::vector<PictureFormat>& sizes)
     CTaskMemory<ImageSize2> rows;
     long count = 0;
     const HResult hr = m_trace.Run("IAVCommand3::GetSupportedImageSizes2",
-                                   [&] { return m_object.get()->GetSupportedImageSizes2(rows.put(), &count); });
+                                   [&] { return m_object->GetSupportedImageSizes2(rows.put(), &count); });
     if (FAILED(hr) || !rows || count <= 0)
         return hr;
     for (const ImageSize2& row : std::span(rows.get(), static_cast<std::size_t>(count)))
@@ -113,7 +112,7 @@ HResult CCameraClient::GetSupportedFrameRates(std::vector<std::int32_t>& rates)
     CTaskMemory<long> values;
     long count = 0;
     const HResult hr = m_trace.Run("IAVCommand2::GetSupportedFrameRates",
-                                   [&] { return m_object.get()->GetSupportedFrameRates(values.put(), &count); });
+                                   [&] { return m_object->GetSupportedFrameRates(values.put(), &count); });
     if (SUCCEEDED(hr) && values && count > 0)
         rates.assign(values.get(), values.get() + count);
     return hr;
@@ -124,7 +123,7 @@ HResult CCameraClient::GetPacketizationMode(std::int32_t& mode)
     mode = 0;
     H264Parameters record{};
     const HResult hr =
-        m_trace.Run("IAVCommand5::GetH264Parameters", [&] { return m_object.get()->GetH264Parameters(&record); });
+        m_trace.Run("IAVCommand5::GetH264Parameters", [&] { return m_object->GetH264Parameters(&record); });
     const CBstr profile(record.ProfileLeveId);
     const CTaskMemory<unsigned char> parameterSets(record.ParameterSets);
     if (SUCCEEDED(hr))
@@ -135,54 +134,53 @@ HResult CCameraClient::GetPacketizationMode(std::int32_t& mode)
 HResult CCameraClient::SetImageSize(const PictureFormat& format)
 {
     return m_trace.Run("IAVCommand3::SetImageSize2", [&] {
-        return m_object.get()->SetImageSize2(format.width, format.height, format.frameRate,
-                                             static_cast<VideoCodec>(format.codec));
+        return m_object->SetImageSize2(format.width, format.height, format.frameRate,
+                                       static_cast<VideoCodec>(format.codec));
     });
 }
 
 HResult CCameraClient::SetBitRate(std::int32_t bitRateKbps)
 {
-    return m_trace.Run("IAVCommand::SetBitRate", [&] { return m_object.get()->SetBitRate(bitRateKbps); });
+    return m_trace.Run("IAVCommand::SetBitRate", [&] { return m_object->SetBitRate(bitRateKbps); });
 }
 
 HResult CCameraClient::SetAudioInVolume(std::int32_t volume)
 {
-    return m_trace.Run("IAVCommand2::SetAudioInVolume", [&] { return m_object.get()->SetAudioInVolume(volume); });
+    return m_trace.Run("IAVCommand2::SetAudioInVolume", [&] { return m_object->SetAudioInVolume(volume); });
 }
 
 HResult CCameraClient::Step(MoveDirection direction, StepSize size)
 {
-    return m_trace.Run("IAVCommand::SendPTZCommand", [&] {
-        return m_object.get()->SendPTZCommand(ToCommand(direction), static_cast<PTDistance>(size));
-    });
+    return m_trace.Run("IAVCommand::SendPTZCommand",
+                       [&] { return m_object->SendPTZCommand(ToCommand(direction), static_cast<PTDistance>(size)); });
 }
 
 HResult CCameraClient::StartMove(MoveDirection direction, std::int32_t speedPercent)
 {
     return m_trace.Run("IAVCommand::SendPTZStartCommand",
-                       [&] { return m_object.get()->SendPTZStartCommand(ToCommand(direction), speedPercent); });
+                       [&] { return m_object->SendPTZStartCommand(ToCommand(direction), speedPercent); });
 }
 
 HResult CCameraClient::StopMove(MoveDirection direction)
 {
     return m_trace.Run("IAVCommand::SendPTZStopCommand",
-                       [&] { return m_object.get()->SendPTZStopCommand(ToCommand(direction)); });
+                       [&] { return m_object->SendPTZStopCommand(ToCommand(direction)); });
 }
 
 HResult CCameraClient::ZoomToArea(const PictureArea& area)
 {
     return m_trace.Run("IAVCommand::SendPTZAreaZoomCommand",
-                       [&] { return m_object.get()->SendPTZAreaZoomCommand(area.x, area.y, area.width, area.height); });
+                       [&] { return m_object->SendPTZAreaZoomCommand(area.x, area.y, area.width, area.height); });
 }
 
 HResult CCameraClient::StartVideo(const StreamTarget& target)
 {
     return m_trace.Run("IAVCommand2::StartMpeg4Video2",
-                       [&] { return m_object.get()->StartMpeg4Video2(target.isMulticast, target.udpPort); });
+                       [&] { return m_object->StartMpeg4Video2(target.isMulticast, target.udpPort); });
 }
 
 HResult CCameraClient::StartAudio(const StreamTarget& target)
 {
     return m_trace.Run("IAVCommand2::StartAudio2",
-                       [&] { return m_object.get()->StartAudio2(target.isMulticast, target.udpPort); });
+                       [&] { return m_object->StartAudio2(target.isMulticast, target.udpPort); });
 }

@@ -2,7 +2,7 @@
 
 #include "Core/CallTrace.h"
 #include "Core/Camera.h"
-#include "Windows/ComSession.h"
+#include "Win32/ComPointer.h"
 
 #include <Quorvane.h>
 
@@ -11,7 +11,7 @@
 class CCameraClient final : public ICamera
 {
 public:
-    CCameraClient(CInterface<IAVCommand5> object, const CCallTrace& trace) noexcept;
+    CCameraClient(CComPointer<IAVCommand5> object, const CCallTrace& trace) noexcept;
 
     HResult OpenConnection(const CameraAddress& address) override;
     HResult CloseConnection() override;
@@ -33,6 +33,6 @@ public:
     HResult StartAudio(const StreamTarget& target) override;
 
 private:
-    CInterface<IAVCommand5> m_object;
+    CComPointer<IAVCommand5> m_object;
     CCallTrace m_trace;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Core/CallTrace.h"
-#include "Win32/UniqueHandle.h"
 
 #include <windows.h>
 
@@ -32,13 +31,3 @@ public:
 private:
     HRESULT m_hr;
 };
-
-template <class Interface>
-void ReleaseInterface(Interface* object) noexcept
-{
-    object->Release();
-}
-
-/// One counted reference.
-template <class Interface>
-using CInterface = CUniqueHandle<Interface*, &ReleaseInterface<Interface>>;

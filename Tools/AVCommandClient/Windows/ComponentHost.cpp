@@ -3,14 +3,22 @@
 #include "Windows/CameraClient.h"
 #include "Windows/Text.h"
 
+#include <filesystem>
+
 namespace
 {
 constexpr wchar_t kProgId[] = L"Quorvane.AVCommand";
+
+/// A relative path counts from the current folder, never from the folders that the system searches for libraries.
+std::wstring FullPath(const std::string& path)
+{
+    return std::filesystem::absolute(Text::ToWide(path)).wstring();
+}
 } // namespace
 
 CComponentHost::CComponentHost(bool isRegistered, const std::string& dllPath, const CCallTrace& trace)
     : m_trace(trace), m_session(trace), m_isRegistered(isRegistered),
-      m_dllPath(dllPath.empty() ? CComponentLibrary::PathBesideProgram() : Text::ToWide(dllPath)), m_library(trace)
+      m_dllPath(dllPath.empty() ? CComponentLibrary::PathBesideProgram() : FullPath(dllPath)), m_library(trace)
 {
 }
 
@@ -18,8 +26,8 @@ HResult CComponentHost::CreateCamera(std::unique_ptr<ICamera>& camera)
 {
     if (FAILED(m_session.Result()))
         return m_session.Result();
-    CInterface<IAVCommand5> object;
-    void** const out = reinterpret_cast<void**>(object.put());
+    CComPointer<IAVCommand5> object;
+    void** const out = object.putVoid();
     const HRESULT hr = m_isRegistered ? CreateRegistered(out) : CreateFromLibrary(out);
     if (FAILED(hr))
         return hr;

@@ -1,6 +1,6 @@
 #include "Windows/ComponentLibrary.h"
 
-#include "Windows/ComSession.h"
+#include "Win32/ComPointer.h"
 
 #include <filesystem>
 
@@ -41,11 +41,7 @@ HRESULT CComponentLibrary::Load(const std::wstring& path)
     if (m_library)
         return S_OK;
     return m_trace.Run("LoadLibraryExW", [&]() -> HRESULT {
-        std::error_code error;
-        const std::wstring fullPath = std::filesystem::absolute(path, error).wstring();
-        if (error)
-            return HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
-        m_library.reset(::LoadLibraryExW(fullPath.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
+        m_library.reset(::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
         return m_library ? S_OK : LastError();
     });
 }
@@ -55,14 +51,12 @@ HRESULT CComponentLibrary::CreateInstance(REFCLSID clsid, REFIID iid, void** obj
     const auto getClassObject = EntryPoint<GetClassObjectFunction>("DllGetClassObject");
     if (!getClassObject)
         return kEntryPointMissing;
-    CInterface<IClassFactory> factory;
-    const HRESULT hr = m_trace.Run("DllGetClassObject", [&] {
-        return getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.put()));
-    });
+    CComPointer<IClassFactory> factory;
+    const HRESULT hr =
+        m_trace.Run("DllGetClassObject", [&] { return getClassObject(clsid, IID_IClassFactory, factory.putVoid()); });
     if (FAILED(hr))
         return hr;
-    return m_trace.Run("IClassFactory::CreateInstance",
-                       [&] { return factory.get()->CreateInstance(nullptr, iid, object); });
+    return m_trace.Run("IClassFactory::CreateInstance", [&] { return factory->CreateInstance(nullptr, iid, object); });
 }
 
 HRESULT CComponentLibrary::Register() const

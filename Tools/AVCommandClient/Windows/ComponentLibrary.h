@@ -21,7 +21,7 @@ public:
 
     /// Quorvane.dll in the folder of this program.
     [[nodiscard]] static std::wstring PathBesideProgram();
-    /// Loads once; later calls do nothing.
+    /// Loads the file of that full path once; later calls do nothing.
     [[nodiscard]] HRESULT Load(const std::wstring& path);
 
     /// The functions below need a loaded DLL; one that lacks the entry point yields ERROR_PROC_NOT_FOUND.
