@@ -37,6 +37,9 @@ clean_internet_cache() {
 # the whole prefix anew. What still runs in our own prefix then is ended with it.
 keep_wineserver() {
     Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
-    WINEPREFIX="$PWD/build/wineprefix" wineserver --persistent
-    trap 'WINEPREFIX="$PWD/build/wineprefix" wineserver --kill || true' EXIT
+    export WINEPREFIX=$PWD/build/wineprefix
+    # A server that is about to end by itself cannot be made to stay.
+    wineserver --wait
+    wineserver --persistent
+    trap 'wineserver --kill || true' EXIT
 }
