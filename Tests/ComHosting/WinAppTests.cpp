@@ -58,12 +58,12 @@ TEST(WinApp, EndOfTheProcessIsLeftToTheSystem)
     EXPECT_EQ(0, app.exits);
 }
 
-TEST(ModuleLock, BackgroundWorkForbidsUnloading)
+TEST(BackgroundWork, ForbidsUnloading)
 {
     EXPECT_TRUE(CWinApp::CanUnload());
-    auto first = std::make_unique<CModuleLock>();
+    auto first = std::make_unique<CBackgroundWork>();
     {
-        const CModuleLock second;
+        const CBackgroundWork second;
         first.reset();
         EXPECT_FALSE(CWinApp::CanUnload());
     }

@@ -147,6 +147,17 @@ TEST_F(Registration, FailureInTheMiddleOfTheScriptTakesItsBeginningBack)
     EXPECT_THAT(Snapshot(kTypeLibKey), IsEmpty());
 }
 
+TEST_F(Registration, FailureInTheScriptSparesATypeLibraryThatIsThereAlready)
+{
+    ASSERT_EQ(S_OK, m_library.RegisterServer());
+    const std::vector<std::wstring> before = Snapshot(kTypeLibKey);
+    ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kVersionIndependentProgIdKey);
+    const CObstacle obstacle(kVersionIndependentProgIdKey);
+    EXPECT_TRUE(FAILED(m_library.RegisterServer()));
+    EXPECT_THAT(Snapshot(kClassKey), IsEmpty());
+    EXPECT_EQ(before, Snapshot(kTypeLibKey)) << "its step was not reached";
+}
+
 TEST_F(Registration, RemovalWithoutRegistrationChangesNothing)
 {
     EXPECT_TRUE(FAILED(m_library.UnregisterServer())) << "the system cannot remove a type library that is absent";

@@ -41,11 +41,15 @@ HRESULT ReturnFailures(Function function) noexcept
     }
     catch (HRESULT failure)
     {
-        return failure;
+        return FAILED(failure) ? failure : E_FAIL;
     }
     catch (const std::bad_alloc&)
     {
         return E_OUTOFMEMORY;
+    }
+    catch (...)
+    {
+        return E_UNEXPECTED;
     }
 }
 } // namespace
@@ -79,9 +83,15 @@ HRESULT CComModule::RegisterServer() noexcept
 {
     return ReturnFailures([this] {
         const std::wstring modulePath = ModulePath(m_instance);
-        const HRESULT result = ReturnFailures([&] { return RegisterEverything(modulePath); });
+        HRESULT result = ReturnFailures([&] { return RegisterClasses(modulePath); });
+        if (SUCCEEDED(result))
+        {
+            result = ReturnFailures([&] { return TypeLibRegistration::Register(modulePath, *m_libid); });
+            if (FAILED(result))
+                (void)ReturnFailures([&] { return TypeLibRegistration::Unregister(modulePath, *m_libid); });
+        }
         if (FAILED(result))
-            TakeBackRegistration(modulePath);
+            RemoveClasses(modulePath);
         return result;
     });
 }
@@ -95,7 +105,7 @@ HRESULT CComModule::UnregisterServer() noexcept
     });
 }
 
-HRESULT CComModule::RegisterEverything(const std::wstring& modulePath) const
+HRESULT CComModule::RegisterClasses(const std::wstring& modulePath) const
 {
     for (const ComObjectMapEntry& entry : m_objectMap)
     {
@@ -105,7 +115,7 @@ HRESULT CComModule::RegisterEverything(const std::wstring& modulePath) const
         if (FAILED(result))
             return result;
     }
-    return TypeLibRegistration::Register(modulePath, *m_libid);
+    return S_OK;
 }
 
 HRESULT CComModule::UnregisterClasses(const std::wstring& modulePath) const
@@ -121,10 +131,9 @@ HRESULT CComModule::UnregisterClasses(const std::wstring& modulePath) const
     return S_OK;
 }
 
-void CComModule::TakeBackRegistration(const std::wstring& modulePath) const
+void CComModule::RemoveClasses(const std::wstring& modulePath) const
 {
     // Whatever can be removed is removed; what the caller needs to know is the failure that led here.
-    (void)ReturnFailures([&] { return TypeLibRegistration::Unregister(modulePath, *m_libid); });
     for (const ComObjectMapEntry& entry : m_objectMap)
     {
         (void)ReturnFailures([&] { return ComponentCategories::Unregister(*entry.clsid, entry.categories); });

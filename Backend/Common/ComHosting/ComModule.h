@@ -42,8 +42,9 @@ public:
     /// CLASS_E_CLASSNOTAVAILABLE for a class that the map does not hold.
     HRESULT GetClassObject(REFCLSID clsid, REFIID iid, void** object) noexcept;
 
-    /// Enters every class and the type library. When a step fails, what was entered is taken out again and the first
-    /// failure returned.
+    /// Enters every class, then the type library. When a step fails, every class is taken out, also what an earlier
+    /// registration entered, so that none is left half entered; likewise the type library when its own step failed. The
+    /// first failure is returned.
     HRESULT RegisterServer() noexcept;
 
     /// Takes every class out, then the type library; stops at the first failure.
@@ -54,9 +55,9 @@ private:
     CComModule(const CComModule&) = delete;
     CComModule& operator=(const CComModule&) = delete;
 
-    HRESULT RegisterEverything(const std::wstring& modulePath) const;
+    HRESULT RegisterClasses(const std::wstring& modulePath) const;
     HRESULT UnregisterClasses(const std::wstring& modulePath) const;
-    void TakeBackRegistration(const std::wstring& modulePath) const;
+    void RemoveClasses(const std::wstring& modulePath) const;
 
     static CComModule s_module;
 

@@ -24,6 +24,7 @@ HRESULT Change(REFCLSID clsid, std::span<const CATID> categories, ChangeCategori
     return (manager.get()->*change)(clsid, static_cast<ULONG>(categories.size()),
                                     const_cast<CATID*>(categories.data()));
 }
+
 /// The manager leaves the key above the categories, and a class key with a subkey is not removed by a script.
 /// RegDeleteKey spares a key that still has categories of somebody else.
 void RemoveEmptyCategoriesKey(REFCLSID clsid)

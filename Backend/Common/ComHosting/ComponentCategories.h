@@ -7,6 +7,7 @@
 #include <span>
 
 /// The categories that a class implements, in the registry. The thread must have initialised COM when there are any.
+/// The object map has room for them so that a class which needs one names it there; AVCommand has none.
 /// Removing may throw std::bad_alloc; other failures are returned.
 namespace ComponentCategories
 {

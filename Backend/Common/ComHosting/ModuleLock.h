@@ -21,17 +21,17 @@ public:
 
 /// Keeps the library loaded for as long as somebody else's thread may still call into it, whatever the clients hold:
 /// whoever owes us a notification is given an object that has one of these as a member.
-class CModuleLock
+class CBackgroundWork
 {
 public:
-    CModuleLock() noexcept
+    CBackgroundWork() noexcept
     {
         CWinApp::BeginBackgroundWork();
     }
-    ~CModuleLock()
+    ~CBackgroundWork()
     {
         CWinApp::EndBackgroundWork();
     }
-    CModuleLock(const CModuleLock&) = delete;
-    CModuleLock& operator=(const CModuleLock&) = delete;
+    CBackgroundWork(const CBackgroundWork&) = delete;
+    CBackgroundWork& operator=(const CBackgroundWork&) = delete;
 };

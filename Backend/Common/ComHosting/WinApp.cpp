@@ -4,7 +4,7 @@
 
 namespace
 {
-constinit std::atomic<long> backgroundWork{0};
+constinit std::atomic<long> s_backgroundWork{0};
 } // namespace
 
 bool CWinApp::InitInstance() noexcept
@@ -16,7 +16,7 @@ void CWinApp::ExitInstance() noexcept {}
 
 bool CWinApp::CanUnload() noexcept
 {
-    return backgroundWork.load(std::memory_order_acquire) == 0;
+    return s_backgroundWork.load(std::memory_order_acquire) == 0;
 }
 
 void CWinApp::PinLibrary() noexcept
@@ -24,17 +24,17 @@ void CWinApp::PinLibrary() noexcept
     HMODULE module = nullptr;
     // The flag says: whatever happens later, this library stays. It cannot fail for a library that is running.
     (void)::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                               reinterpret_cast<const wchar_t*>(&backgroundWork), &module);
+                               reinterpret_cast<const wchar_t*>(&s_backgroundWork), &module);
 }
 
 void CWinApp::BeginBackgroundWork() noexcept
 {
-    backgroundWork.fetch_add(1, std::memory_order_relaxed);
+    s_backgroundWork.fetch_add(1, std::memory_order_relaxed);
 }
 
 void CWinApp::EndBackgroundWork() noexcept
 {
-    backgroundWork.fetch_sub(1, std::memory_order_release);
+    s_backgroundWork.fetch_sub(1, std::memory_order_release);
 }
 
 BOOL CWinAppEntry::OnDllMain(CWinApp& app, HINSTANCE instance, DWORD reason, const void* reserved) noexcept

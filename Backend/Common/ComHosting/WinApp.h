@@ -19,7 +19,7 @@ public:
         return m_instance;
     }
 
-    /// False while a CModuleLock exists. Any thread.
+    /// False while a CBackgroundWork exists. Any thread.
     static bool CanUnload() noexcept;
 
     /// Keeps the library in memory until the process ends: the last resort when a thread that is not ours may still
@@ -33,7 +33,7 @@ protected:
     CWinApp& operator=(const CWinApp&) = delete;
 
 private:
-    friend class CModuleLock;
+    friend class CBackgroundWork;
     friend class CWinAppEntry;
     static void BeginBackgroundWork() noexcept;
     static void EndBackgroundWork() noexcept;

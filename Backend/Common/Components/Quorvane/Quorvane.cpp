@@ -13,10 +13,10 @@ namespace
 {
 using AVCommandInterfaces = ComInterfaceChain<IAVCommand5, IAVCommand4, IAVCommand3, IAVCommand2, IAVCommand>;
 
-constinit CComClassFactory avCommandFactory(&CreateComObject<CAVCommand, AVCommandInterfaces>);
+constinit CComClassFactory s_avCommandFactory(&CreateComObject<CAVCommand, AVCommandInterfaces>);
 
-constinit const ComObjectMapEntry objectMap[] = {
-    {&CLSID_AVCommand, IDR_AVCOMMAND, {}, &avCommandFactory},
+constinit const ComObjectMapEntry kObjectMap[] = {
+    {&CLSID_AVCommand, IDR_AVCOMMAND, {}, &s_avCommandFactory},
 };
 
 class CQuorvaneApp final : public CWinApp
@@ -24,7 +24,7 @@ class CQuorvaneApp final : public CWinApp
 public:
     bool InitInstance() noexcept override
     {
-        CComModule::Get().Init(objectMap, Instance(), &LIBID_QUORVANELib);
+        CComModule::Get().Init(kObjectMap, Instance(), &LIBID_QUORVANELib);
         return CWinApp::InitInstance();
     }
     void ExitInstance() noexcept override
@@ -35,12 +35,12 @@ public:
     }
 };
 
-constinit CQuorvaneApp app;
+constinit CQuorvaneApp s_app;
 } // namespace
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
 {
-    return CWinAppEntry::OnDllMain(app, instance, reason, reserved);
+    return CWinAppEntry::OnDllMain(s_app, instance, reason, reserved);
 }
 
 STDAPI DllCanUnloadNow()

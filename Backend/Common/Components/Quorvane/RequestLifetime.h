@@ -80,7 +80,7 @@ private:
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
     std::shared_ptr<CSessionRequests> m_session;
-    CModuleLock m_moduleLock; // the callback's code must stay loaded as long as WinInet may call it
+    CBackgroundWork m_backgroundWork; // the callback's code must stay loaded as long as WinInet may call it
 };
 
 /// One open request of a CAsyncHttpRequest: owns the WinInet handle and the owner's share of the block.
