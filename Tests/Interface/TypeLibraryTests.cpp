@@ -1,5 +1,5 @@
-// The type library as the DLL carries it, read back through ITypeLib. The whole of it is written out as text and
-// compared with the text below, so that anything more, less or different shows.
+// The type library as the DLL carries it, read back through ITypeLib. Its types, members, sizes, flags and ids are
+// written out as text and compared with the text below, so that anything more, less or different shows.
 
 #include "Tests/Support/ComponentLibrary.h"
 #include "Win32/ComMemory.h"
@@ -14,9 +14,11 @@
 namespace
 {
 // In the library's order. An interface shows flags, base and size of its table in bytes; a method its member id, its
-// offset in the table and its parameters: direction ("-" for none), type, name.
+// offset in the table and its parameters: direction ("-" for none), type, name. What is the same for all of a kind
+// (versions, alignments, flags and member ids of data) is checked against the usual value and shown where it differs.
+// The library's flag is the system's own: it says that there is a file.
 constexpr char kExpected[] =
-    R"(QUORVANELib "Quorvane 1.0 Type Library" {FFF2981C-9D4E-4360-B19B-57118EF4C2E4} 1.0 lcid 409 system 1
+    R"(QUORVANELib "Quorvane 1.0 Type Library" {FFF2981C-9D4E-4360-B19B-57118EF4C2E4} 1.0 lcid 409 system 1 flags 8
 coclass AVCommand "AVCommand Class" {ACA3DFFE-7AEB-4932-BED8-EBB773D8ABC4} flags 2
   default IAVCommand5
 interface IAVCommand5 "IAVCommand4 Interface" {8027FFEE-FA59-44EE-9D07-6EF5B48B91D9} flags 0 : IAVCommand4, 132 bytes
@@ -180,6 +182,10 @@ public:
     {
         return &m_lent;
     }
+    T& operator*() const
+    {
+        return *m_lent;
+    }
     T* operator->() const
     {
         return m_lent;
@@ -265,7 +271,7 @@ public:
         Check(library.GetDocumentation(-1, name.put(), help.put(), nullptr, nullptr), "GetDocumentation");
         m_out << Narrow(name.get()) << " \"" << Narrow(help.get()) << "\" " << GuidText(attributes->guid) << ' '
               << attributes->wMajorVerNum << '.' << attributes->wMinorVerNum << " lcid " << std::hex << attributes->lcid
-              << std::dec << " system " << attributes->syskind << '\n';
+              << std::dec << " system " << attributes->syskind << " flags " << attributes->wLibFlags << '\n';
         library.ReleaseTLibAttr(attributes);
         for (UINT i = 0; i < library.GetTypeInfoCount(); ++i)
         {
@@ -285,28 +291,45 @@ private:
         {
         case TKIND_COCLASS:
             m_out << "coclass " << NameOf(type) << HelpOf(type) << ' ' << GuidText(attributes->guid) << " flags "
-                  << attributes->wTypeFlags << '\n';
+                  << attributes->wTypeFlags;
+            WriteUnusual(*attributes, attributes->wTypeFlags);
             WriteImplemented(type, attributes->cImplTypes);
             break;
         case TKIND_INTERFACE:
             m_out << "interface " << NameOf(type) << HelpOf(type) << ' ' << GuidText(attributes->guid) << " flags "
                   << attributes->wTypeFlags << " : ";
             WriteBase(type, attributes->cImplTypes);
-            m_out << ", " << attributes->cbSizeVft << " bytes\n";
+            m_out << ", " << attributes->cbSizeVft << " bytes";
+            WriteUnusual(*attributes, attributes->wTypeFlags);
             for (UINT i = 0; i < attributes->cFuncs; ++i)
                 WriteMethod(type, i);
             break;
         case TKIND_ENUM:
-            m_out << "enum " << NameOf(type) << HelpOf(type) << '\n';
+            m_out << "enum " << NameOf(type) << HelpOf(type);
+            WriteUnusual(*attributes, 0);
             break;
         case TKIND_RECORD:
-            m_out << "record " << NameOf(type) << HelpOf(type) << ", " << attributes->cbSizeInstance << " bytes\n";
+            m_out << "record " << NameOf(type) << HelpOf(type) << ", " << attributes->cbSizeInstance << " bytes";
+            WriteUnusual(*attributes, 0);
             break;
         default:
             m_out << "kind " << attributes->typekind << ' ' << NameOf(type) << '\n';
         }
         for (UINT i = 0; i < attributes->cVars; ++i)
             WriteVariable(type, i);
+    }
+
+    /// The end of a type's line.
+    void WriteUnusual(const TYPEATTR& attributes, WORD usualFlags)
+    {
+        constexpr WORD kAlignment = 4;
+        if (attributes.cbAlignment != kAlignment)
+            m_out << ", alignment " << attributes.cbAlignment;
+        if (attributes.wMajorVerNum != 0 || attributes.wMinorVerNum != 0)
+            m_out << ", version " << attributes.wMajorVerNum << '.' << attributes.wMinorVerNum;
+        if (attributes.wTypeFlags != usualFlags)
+            m_out << ", flags " << attributes.wTypeFlags;
+        m_out << '\n';
     }
 
     void WriteImplemented(ITypeInfo& type, UINT count)
@@ -359,11 +382,14 @@ private:
     {
         CVariable variable(type);
         Check(type.GetVarDesc(index, variable.put()), "GetVarDesc");
+        m_out << "  ";
+        if (variable->memid != static_cast<MEMBERID>(0x40000000 + index) || variable->wVarFlags != 0)
+            m_out << std::hex << variable->memid << " flags " << variable->wVarFlags << std::dec << ' ';
         if (variable->varkind == VAR_CONST)
-            m_out << "  " << NameOf(type, variable->memid) << " = "
+            m_out << NameOf(type, variable->memid) << " = "
                   << (variable->lpvarValue->vt == VT_I4 ? variable->lpvarValue->lVal : -1) << '\n';
         else
-            m_out << "  " << variable->oInst << ' ' << TypeText(type, variable->elemdescVar.tdesc) << ' '
+            m_out << variable->oInst << ' ' << TypeText(type, variable->elemdescVar.tdesc) << ' '
                   << NameOf(type, variable->memid) << '\n';
     }
 

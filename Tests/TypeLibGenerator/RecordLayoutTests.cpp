@@ -30,6 +30,13 @@ TEST(RecordLayout, SizeIsRoundedUpToTheLargestField)
     EXPECT_EQ(3u, LayOutRecord(MakeRecord({{"byte"}, {"byte"}, {"byte"}})).sizeBytes);
 }
 
+TEST(RecordLayout, RecordIsAlignedAsItsLargestField)
+{
+    EXPECT_EQ(1u, LayOutRecord(MakeRecord({{"byte"}, {"byte"}})).alignmentBytes);
+    EXPECT_EQ(2u, LayOutRecord(MakeRecord({{"unsigned short"}, {"byte"}})).alignmentBytes);
+    EXPECT_EQ(4u, LayOutRecord(MakeRecord({{"byte"}, {"byte", 1}})).alignmentBytes);
+}
+
 TEST(RecordLayout, PointersAndEnumerationsHaveFourBytes)
 {
     const RecordLayout layout = LayOutRecord(MakeRecord({{"byte", 1}, {"SomeEnumeration"}, {"BSTR"}, {"BOOL"}}));

@@ -30,6 +30,9 @@ public:
             std::vector<std::string> comment = Current().comment;
             const Attributes attributes = ParseAttributes({"uuid", "helpstring", "version", "lcid"});
             const std::string keyword = TakeWord();
+            if (keyword != "library")
+                Allow(attributes, keyword == "interface" ? std::initializer_list<std::string_view>{"uuid", "helpstring"}
+                                                         : std::initializer_list<std::string_view>{});
             if (keyword == "enum")
                 ParseEnumeration(std::move(comment));
             else if (keyword == "struct")
@@ -112,6 +115,13 @@ private:
         return name;
     }
 
+    void Allow(const Attributes& attributes, std::initializer_list<std::string_view> known) const
+    {
+        for (const auto& [name, argument] : attributes)
+            if (std::find(known.begin(), known.end(), name) == known.end())
+                Fail("attribute '" + name + "' has no meaning here");
+    }
+
     Attributes ParseAttributes(std::initializer_list<std::string_view> known)
     {
         Attributes result;
@@ -119,10 +129,7 @@ private:
             return result;
         do
         {
-            const std::string name = TakeWord();
-            if (std::find(known.begin(), known.end(), name) == known.end())
-                Fail("attribute '" + name + "' has no meaning here");
-            std::string& argument = result[name];
+            std::string& argument = result[TakeWord()];
             if (!Skip("("))
                 continue;
             argument =
@@ -130,6 +137,7 @@ private:
             Expect(")");
         } while (Skip(","));
         Expect("]");
+        Allow(result, known);
         return result;
     }
 
@@ -192,6 +200,8 @@ private:
         do
         {
             TypeReference type = ParseType();
+            if (type.pointerDepth == 0 && FindByName(m_result.records, type.name) != nullptr)
+                Fail("a record cannot hold the record '" + type.name + "', only a pointer to it");
             result.fields.push_back({std::move(type), TakeNewName(fieldNames)});
             Expect(";");
         } while (!Skip("}"));
@@ -271,6 +281,7 @@ private:
         const std::string keyword = TakeWord();
         if (keyword == "coclass")
             return ParseCoClass(attributes);
+        Allow(attributes, {});
         const std::string name = TakeWord();
         Expect(";");
         if (keyword == "interface" && FindByName(m_result.interfaces, name) != nullptr)

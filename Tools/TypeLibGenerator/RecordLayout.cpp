@@ -24,14 +24,13 @@ std::uint32_t RoundUp(std::uint32_t offset, std::uint32_t alignment)
 RecordLayout LayOutRecord(const InterfaceModel::Record& record)
 {
     RecordLayout layout;
-    std::uint32_t alignment = 1;
     for (const InterfaceModel::Field& field : record.fields)
     {
         const std::uint32_t sizeBytes = SizeOf(field.type);
         layout.fieldOffsets.push_back(RoundUp(layout.sizeBytes, sizeBytes));
         layout.sizeBytes = layout.fieldOffsets.back() + sizeBytes;
-        alignment = std::max(alignment, sizeBytes);
+        layout.alignmentBytes = std::max(layout.alignmentBytes, static_cast<std::uint16_t>(sizeBytes));
     }
-    layout.sizeBytes = RoundUp(layout.sizeBytes, alignment);
+    layout.sizeBytes = RoundUp(layout.sizeBytes, layout.alignmentBytes);
     return layout;
 }

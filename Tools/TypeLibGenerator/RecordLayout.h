@@ -10,7 +10,8 @@ struct RecordLayout
 {
     std::vector<std::uint32_t> fieldOffsets;
     std::uint32_t sizeBytes = 0;
+    std::uint16_t alignmentBytes = 1;
 };
 
-/// Fields of a record are base types, enumerations or pointers.
+/// Fields of a record are base types, enumerations or pointers; the parser refuses a record inside a record.
 RecordLayout LayOutRecord(const InterfaceModel::Record& record);

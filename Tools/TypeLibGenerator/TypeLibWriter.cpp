@@ -262,8 +262,8 @@ private:
     void FillRecord(const Record& record)
     {
         ICreateTypeInfo& type = *Type(record.name);
-        Check(type.SetAlignment(sizeof(void*)), "alignment of " + record.name);
         const RecordLayout layout = LayOutRecord(record);
+        Check(type.SetAlignment(layout.alignmentBytes), "alignment of " + record.name);
         for (UINT i = 0; i < record.fields.size(); ++i)
         {
             CTypeDescriptions descriptions;
