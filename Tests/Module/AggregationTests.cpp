@@ -1,5 +1,6 @@
 // AVCommand as a part of another object.
 
+#include "Tests/Support/AggregatingObject.h"
 #include "Tests/Support/ComponentLibrary.h"
 
 #include <Quorvane.h>
@@ -7,33 +8,6 @@
 
 namespace
 {
-constexpr IID kOuterInterface = {0x7D4F0E21, 0x5C93, 0x4B8A, {0x9F, 0x10, 0x62, 0xE8, 0x3B, 0x0D, 0xA5, 0x74}};
-
-/// The aggregating object: an interface of its own, everything else from the camera inside. Lives on the stack.
-class COuter final : public IUnknown
-{
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
-    {
-        if (iid != IID_IUnknown && iid != kOuterInterface)
-            return inner->QueryInterface(iid, object);
-        *object = static_cast<IUnknown*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override
-    {
-        return ++references;
-    }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        return --references;
-    }
-
-    ULONG references = 1;
-    CComPointer<IUnknown> inner;
-};
-
 class Aggregation : public testing::Test
 {
 protected:
@@ -44,7 +18,7 @@ protected:
     }
 
     CComponentLibrary m_library;
-    COuter m_outer;
+    CAggregatingObject m_outer;
 };
 
 TEST_F(Aggregation, InnerIUnknownIsTheCamerasOwn)
@@ -56,7 +30,8 @@ TEST_F(Aggregation, InnerIUnknownIsTheCamerasOwn)
     EXPECT_EQ(m_outer.inner.get(), again.get());
     EXPECT_EQ(1u, m_outer.references);
     void* object = &m_outer;
-    EXPECT_EQ(E_NOINTERFACE, m_outer.inner->QueryInterface(kOuterInterface, &object)) << "never asks the outer object";
+    EXPECT_EQ(E_NOINTERFACE, m_outer.inner->QueryInterface(kAggregatingInterface, &object))
+        << "never asks the outer object";
     EXPECT_EQ(nullptr, object);
 }
 
@@ -69,7 +44,7 @@ TEST_F(Aggregation, InterfacesBelongToTheOuterObject)
     ASSERT_EQ(S_OK, camera->QueryInterface(IID_IUnknown, identity.putVoid()));
     EXPECT_EQ(static_cast<IUnknown*>(&m_outer), identity.get());
     CComPointer<IUnknown> own;
-    ASSERT_EQ(S_OK, camera->QueryInterface(kOuterInterface, own.putVoid())) << "what only the outer object has";
+    ASSERT_EQ(S_OK, camera->QueryInterface(kAggregatingInterface, own.putVoid())) << "what only the outer object has";
     EXPECT_EQ(4u, m_outer.references);
     identity.reset();
     own.reset();

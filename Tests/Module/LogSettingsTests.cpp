@@ -1,6 +1,7 @@
 // When the component looks at the log settings: whenever a client's work begins.
 
 #include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/RegistryObstacle.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <Quorvane.h>
@@ -42,17 +43,13 @@ TEST_F(ModuleLog, StartsWithTheRequestForTheClassObject)
 
 TEST_F(ModuleLog, HoldsTheFailureOfARegistration)
 {
-    // A key that takes no lasting subkeys stands where the type library wants to be.
     constexpr wchar_t kTypeLibKey[] = L"TypeLib\\{FFF2981C-9D4E-4360-B19B-57118EF4C2E4}";
-    CUniqueHandle<HKEY, &::RegCloseKey> obstacle;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CLASSES_ROOT, kTypeLibKey, 0, nullptr, REG_OPTION_VOLATILE,
-                                               KEY_ALL_ACCESS, nullptr, obstacle.put(), nullptr));
+    const CRegistryObstacle obstacle(kTypeLibKey);
     {
         const CComponentLibrary library;
         EXPECT_TRUE(FAILED(library.RegisterServer()));
         EXPECT_TRUE(FAILED(library.UnregisterServer()));
     }
-    ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kTypeLibKey);
     EXPECT_THAT(ReadFileBytes(m_file), HasSubstr(" VIDEO_QUORVANE 8 "));
     EXPECT_THAT(ReadFileBytes(m_file), HasSubstr("CComModule::RegisterServer, failed, hr = 0x80"));
     EXPECT_THAT(ReadFileBytes(m_file), HasSubstr("CComModule::UnregisterServer, failed, hr = 0x80"));

@@ -1,6 +1,7 @@
 // Registration and its removal, seen in the registry and through COM. Uses HKEY_CLASSES_ROOT of the private prefix.
 
 #include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/RegistryObstacle.h"
 #include "Tests/Support/RegistrySnapshot.h"
 
 #include <Quorvane.h>
@@ -25,27 +26,6 @@ std::vector<std::wstring> Snapshot(const std::wstring& key)
 {
     return CRegistrySnapshot::Take(HKEY_CLASSES_ROOT, key);
 }
-
-/// A key below HKEY_CLASSES_ROOT that takes no lasting subkeys: whoever tries to add one fails.
-class CObstacle
-{
-public:
-    explicit CObstacle(const wchar_t* path) : m_path(path)
-    {
-        ::RegCreateKeyExW(HKEY_CLASSES_ROOT, path, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                          m_key.put(), nullptr);
-    }
-    ~CObstacle()
-    {
-        ::RegDeleteTreeW(HKEY_CLASSES_ROOT, m_path);
-    }
-    CObstacle(const CObstacle&) = delete;
-    CObstacle& operator=(const CObstacle&) = delete;
-
-private:
-    const wchar_t* m_path;
-    CUniqueHandle<HKEY, &::RegCloseKey> m_key;
-};
 
 class Registration : public testing::Test
 {
@@ -131,7 +111,7 @@ TEST_F(Registration, ReplacesTheClassKeyWhole)
 
 TEST_F(Registration, FailureInTheTypeLibraryTakesTheClassBack)
 {
-    const CObstacle obstacle(kTypeLibKey);
+    const CRegistryObstacle obstacle(kTypeLibKey);
     EXPECT_TRUE(FAILED(m_library.RegisterServer()));
     EXPECT_THAT(Snapshot(kClassKey), IsEmpty());
     EXPECT_THAT(Snapshot(kProgIdKey), IsEmpty());
@@ -140,7 +120,7 @@ TEST_F(Registration, FailureInTheTypeLibraryTakesTheClassBack)
 
 TEST_F(Registration, FailureInTheMiddleOfTheScriptTakesItsBeginningBack)
 {
-    const CObstacle obstacle(kVersionIndependentProgIdKey);
+    const CRegistryObstacle obstacle(kVersionIndependentProgIdKey);
     EXPECT_TRUE(FAILED(m_library.RegisterServer()));
     EXPECT_THAT(Snapshot(kProgIdKey), IsEmpty());
     EXPECT_THAT(Snapshot(kClassKey), IsEmpty());
@@ -152,7 +132,7 @@ TEST_F(Registration, FailureInTheScriptSparesATypeLibraryThatIsThereAlready)
     ASSERT_EQ(S_OK, m_library.RegisterServer());
     const std::vector<std::wstring> before = Snapshot(kTypeLibKey);
     ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kVersionIndependentProgIdKey);
-    const CObstacle obstacle(kVersionIndependentProgIdKey);
+    const CRegistryObstacle obstacle(kVersionIndependentProgIdKey);
     EXPECT_TRUE(FAILED(m_library.RegisterServer()));
     EXPECT_THAT(Snapshot(kClassKey), IsEmpty());
     EXPECT_EQ(before, Snapshot(kTypeLibKey)) << "its step was not reached";

@@ -1,4 +1,5 @@
 #include "Tests/Support/HandleCount.h"
+#include "Tests/Support/TlsIndex.h"
 #include "Win32/Handles.h"
 
 #include <gtest/gtest.h>
@@ -24,14 +25,6 @@ template <class Function>
 Function Export(const CLibraryHandle& library, const char* name)
 {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library.get(), name)));
-}
-
-/// The lowest TLS index that is free: rises by one for each that somebody keeps.
-DWORD NextTlsIndex()
-{
-    const DWORD index = ::TlsAlloc();
-    ::TlsFree(index);
-    return index;
 }
 
 /// A thread that runs one step for each time it is told to.
