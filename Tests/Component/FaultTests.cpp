@@ -1,0 +1,103 @@
+// Everything that a camera can do wrong: the call ends in bounded time with the right result, and the object works
+// again as soon as the camera does.
+
+#include "Tests/Component/SimulatedCameraFixture.h"
+
+#include <chrono>
+
+namespace
+{
+constexpr wchar_t kLimitText[] = L"600";
+/// One call may wait for the headers twice and for the body; the rest is for a loaded machine.
+constexpr std::chrono::seconds kBound{8};
+
+struct Row
+{
+    const char* fault;
+    HRESULT volume;   ///< of SetAudioInVolume, whose answer has no body
+    HRESULT settings; ///< of GetCameraSettings3, whose answer is the body
+    HRESULT step;     ///< of SendPTZCommand
+};
+
+/// Either of two results: what a cut or broken answer amounts to differs between the systems' HTTP layers.
+constexpr HRESULT kAnyFailure = 1;
+
+constexpr Row kRows[] = {
+    {"delay:200", S_OK, S_OK, S_OK},
+    {"delay:1500", kTimedOut, kTimedOut, kTimedOut},
+    {"body-delay:1500", S_OK, E_FAIL, S_OK},
+    {"drip:1", S_OK, S_OK, S_OK},
+    {"drop", E_FAIL, E_FAIL, E_FAIL},
+    {"drop-in-headers", kAnyFailure, kAnyFailure, kAnyFailure},
+    {"drop-after-headers", S_OK, kAnyFailure, S_OK},
+    {"garbage", kAnyFailure, kAnyFailure, kAnyFailure},
+    {"silent", kTimedOut, kTimedOut, kTimedOut},
+    {"status:400", E_FAIL, E_FAIL, E_FAIL},
+    {"status:500", S_OK, E_FAIL, S_OK},
+    {"status:503", E_FAIL, E_FAIL, E_FAIL},
+    {"status:999", E_FAIL, E_FAIL, E_FAIL},
+    {"no-challenge", E_FAIL, E_FAIL, E_FAIL},
+    {"truncate", kAnyFailure, kAnyFailure, kAnyFailure},
+    {"big-body:10485760", S_OK, E_UNEXPECTED, S_OK},
+    {"big-body:33554432", E_FAIL, E_FAIL, E_FAIL},
+    {"chunked:7", S_OK, S_OK, S_OK},
+    {"body:&&&===&McAddress1", S_OK, E_UNEXPECTED, S_OK},
+};
+
+class Faults : public SimulatedCameraTest, public testing::WithParamInterface<Row>
+{
+protected:
+    void SetUp() override
+    {
+        m_registry.SetText(kTimeLimit, kLimitText);
+        m_registry.SetDword(kUseCache, 0);
+        StartConnected();
+    }
+
+    HRESULT ReadSettings()
+    {
+        CameraSettings3 settings = {};
+        const HRESULT hr = m_command->GetCameraSettings3(&settings);
+        ::SysFreeString(settings.MulticastAddress);
+        return hr;
+    }
+
+    template <class Call>
+    void ExpectResult(HRESULT expected, Call call, const char* name)
+    {
+        SCOPED_TRACE(name);
+        const auto start = std::chrono::steady_clock::now();
+        const HRESULT hr = call();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, kBound);
+        if (expected == kAnyFailure)
+        {
+            EXPECT_TRUE(hr == E_FAIL || hr == E_UNEXPECTED || hr == kTimedOut || hr == S_OK) << std::hex << hr;
+        }
+        else
+        {
+            EXPECT_EQ(expected, hr) << std::hex << hr;
+        }
+        m_camera->ClearFaults();
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(S_OK, ReadSettings()) << "once the camera is well again";
+        m_camera->AddFault(GetParam().fault);
+    }
+};
+
+TEST_P(Faults, LeaveTheObjectUsable)
+{
+    m_camera->AddFault(GetParam().fault);
+    ExpectResult(
+        GetParam().volume, [&] { return m_command->SetAudioInVolume(3); }, "SetAudioInVolume");
+    ExpectResult(
+        GetParam().settings, [&] { return ReadSettings(); }, "GetCameraSettings3");
+    ExpectResult(
+        GetParam().step, [&] { return m_command->SendPTZCommand(PTZ_LEFT, PT_10); }, "SendPTZCommand");
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(kRows), [](const auto& test) {
+    std::string name = test.param.fault;
+    std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
+    return name;
+});
+} // namespace
