@@ -18,3 +18,11 @@ if(QUORVANE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
+
+# For what is built more often than it runs: tests, and the tools around the component. The component itself and its
+# benchmarks are built as they ship.
+function(quorvane_build_quickly)
+    foreach(target IN LISTS ARGN)
+        target_compile_options(${target} PRIVATE -O0)
+    endforeach()
+endfunction()
