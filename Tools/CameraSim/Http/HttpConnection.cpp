@@ -69,7 +69,7 @@ asio::awaitable<bool> CHttpConnection::ServeOne()
         co_return false;
     const ReplyScript script = m_handler.OnRequest(parsed.request);
     const bool played = co_await Play(script);
-    co_return played && parsed.request.WantsKeepAlive();
+    co_return parsed.request.WantsKeepAlive() && played;
 }
 
 asio::awaitable<bool> CHttpConnection::ReadHead()
