@@ -1,13 +1,15 @@
 #include "CgiCommandIpela.h"
 #include "HttpRequest.h"
 #include "Tests/CommandSets/SimulatedCamera.h"
+#include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/RegistryValues.h"
 #include "Win32/ComMemory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <iostream>
+#include <memory>
 #include <string>
 #include <tuple>
 
@@ -33,6 +35,16 @@ void PrintTo(const Model& model, std::ostream* stream)
 class IpelaOnSimulator : public testing::TestWithParam<std::tuple<Model, bool>>
 {
 protected:
+    // One web server for all tests, as one camera after the other is put into its place.
+    static void SetUpTestSuite()
+    {
+        s_camera = std::make_unique<CSimulatedCamera>();
+    }
+    static void TearDownTestSuite()
+    {
+        s_camera.reset();
+    }
+
     const Model& CameraModel() const
     {
         return std::get<0>(GetParam());
@@ -44,9 +56,17 @@ protected:
 
     void Start(bool hasFactorySettings)
     {
-        m_camera.emplace(CameraModel().name, Is60Hz(), hasFactorySettings);
-        ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", m_camera->Port(), L"", L""));
+        s_camera->Become(CameraModel().name, Is60Hz(), hasFactorySettings);
+        ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", s_camera->Port(), L"", L""));
         ASSERT_EQ(S_OK, m_commandSet.TryTalkToCamera());
+    }
+
+    void TearDown() override
+    {
+        if (!HasFailure())
+            return;
+        for (const std::wstring& line : m_log.Lines())
+            std::cerr << testing::PrintToString(line) << "\n";
     }
 
     void ExpectSettings(LONG bitRate, LONG volume)
@@ -59,8 +79,9 @@ protected:
         EXPECT_NE(VC_None, settings.VideoEncoding);
     }
 
+    static inline std::unique_ptr<CSimulatedCamera> s_camera;
+    CLogCapture m_log;
     CTestRegistryKey m_registry{L"Software\\Orbell\\Video"};
-    std::optional<CSimulatedCamera> m_camera; // outlives the connection to it
     CAsyncHttpRequest m_http;
     CCgiCommandIpela m_commandSet{&m_http};
 };
@@ -70,9 +91,9 @@ TEST_P(IpelaOnSimulator, FactorySettingsAreSetUpOnce)
 {
     Start(true);
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
-    EXPECT_EQ(3u, m_camera->Targets().size()) << "probe, inquiry, setup";
+    EXPECT_EQ(3u, s_camera->Targets().size()) << "probe, inquiry, setup";
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
-    EXPECT_EQ(4u, m_camera->Targets().size()) << "one more inquiry finds everything in order";
+    EXPECT_EQ(4u, s_camera->Targets().size()) << "one more inquiry finds everything in order";
     EXPECT_EQ(Is60Hz(), m_commandSet.IsFrameRateSupported(15));
 }
 
@@ -118,7 +139,7 @@ TEST_P(IpelaOnSimulator, StreamsStartAndMovementsAreTaken)
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
     EXPECT_EQ(S_OK, m_commandSet.StartVideo(false, 50000));
     EXPECT_EQ(S_OK, m_commandSet.StartAudio(false, 50002));
-    EXPECT_EQ(2u, m_camera->CountOfStreams());
+    EXPECT_EQ(2u, s_camera->CountOfStreams());
     EXPECT_EQ(S_OK, m_commandSet.SendPTZCommand(PTZ_UPPER, PT_10));
     EXPECT_EQ(S_OK, m_commandSet.SendPTZStartCommand(PTZ_UPPER_LEFT, 50));
     EXPECT_EQ(S_OK, m_commandSet.SendPTZStopCommand(PTZ_UPPER_LEFT));
@@ -133,10 +154,10 @@ TEST_P(IpelaOnSimulator, RefusedStartSetsTheCameraUpAndTriesOnceMore)
 {
     Start(true);
     EXPECT_EQ(CameraModel().doesStartSetTheCodec ? S_OK : E_FAIL, m_commandSet.StartAudio(false, 50002));
-    EXPECT_EQ(4u, m_camera->Targets().size()) << "probe, refused start, setup, start";
+    EXPECT_EQ(4u, s_camera->Targets().size()) << "probe, refused start, setup, start";
     ASSERT_EQ(S_OK, m_commandSet.ConnectToCamera());
     EXPECT_EQ(S_OK, m_commandSet.StartAudio(false, 50002));
-    EXPECT_EQ(1u, m_camera->CountOfStreams());
+    EXPECT_EQ(1u, s_camera->CountOfStreams());
 }
 
 INSTANTIATE_TEST_SUITE_P(AllModels, IpelaOnSimulator,

@@ -2,17 +2,23 @@
 
 #include "CameraSim/CameraSimulator.h"
 
-CSimulatedCamera::CSimulatedCamera(const std::string& model, bool is60Hz, bool hasFactorySettings)
+CSimulatedCamera::CSimulatedCamera() : m_simulator(std::make_unique<CCameraSimulator>())
 {
-    CameraSimulatorOptions options;
-    options.model = model;
-    options.standard = is60Hz ? VideoStandard::Ntsc : VideoStandard::Pal;
-    options.factorySettings = hasFactorySettings;
-    m_simulator = std::make_unique<CCameraSimulator>(std::move(options));
     m_simulator->Start();
 }
 
 CSimulatedCamera::~CSimulatedCamera() = default;
+
+void CSimulatedCamera::Become(const std::string& model, bool is60Hz, bool hasFactorySettings)
+{
+    CameraChange change;
+    change.model = model;
+    change.standard = is60Hz ? VideoStandard::Ntsc : VideoStandard::Pal;
+    change.factorySettings = hasFactorySettings;
+    m_simulator->Change(change);
+    m_simulator->StopStreams();
+    m_simulator->ClearJournal();
+}
 
 std::uint16_t CSimulatedCamera::Port() const
 {

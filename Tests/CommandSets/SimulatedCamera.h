@@ -12,15 +12,18 @@ class CCameraSimulator;
 class CSimulatedCamera
 {
 public:
-    /// With factory settings a client must set the camera up before it can stream.
-    CSimulatedCamera(const std::string& model, bool is60Hz, bool hasFactorySettings);
+    CSimulatedCamera();
     ~CSimulatedCamera();
     CSimulatedCamera(const CSimulatedCamera&) = delete;
     CSimulatedCamera& operator=(const CSimulatedCamera&) = delete;
 
+    /// Replaces the camera by a new one, with an empty journal and no streams. With factory settings a client must set
+    /// it up before it can stream.
+    void Become(const std::string& model, bool is60Hz, bool hasFactorySettings);
+
     std::uint16_t Port() const;
     std::size_t CountOfStreams() const;
-    /// What was asked so far, with the leading slash.
+    /// What this camera was asked so far, with the leading slash.
     std::vector<std::string> Targets() const;
 
 private:
