@@ -42,4 +42,7 @@ keep_wineserver() {
     wineserver --wait
     wineserver --persistent
     trap 'wineserver --kill || true' EXIT
+    # The prefix's services stay too, and keep the output of the program that started them: not that of a test, whose
+    # end CTest would wait for.
+    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
 }
