@@ -2,9 +2,6 @@
 
 #include "Protocol/TextUtil.h"
 
-#include <algorithm>
-#include <limits>
-
 namespace
 {
 std::wstring_view ValueBehind(std::wstring_view content, std::size_t equalsSign) noexcept
@@ -48,22 +45,7 @@ std::wstring_view IpelaReply::Read(std::wstring_view content, const Key& key) no
 
 std::int32_t IpelaReply::ToNumber(std::wstring_view text) noexcept
 {
-    using Limits = std::numeric_limits<std::int32_t>;
-    text = TextUtil::TrimLeft(text);
-    const bool isNegative = text.starts_with(L'-');
-    if (isNegative || text.starts_with(L'+'))
-        text.remove_prefix(1);
-
-    std::int64_t number = 0;
-    for (const wchar_t character : text)
-    {
-        if (!TextUtil::IsDigit(character) || number > Limits::max())
-            break;
-        number = number * 10 + (character - L'0');
-    }
-    if (isNegative)
-        number = -number;
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(number, Limits::min(), Limits::max()));
+    return TextUtil::ToNumber(text);
 }
 
 std::int32_t IpelaReply::ReadNumber(std::wstring_view content, const Key& key) noexcept

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -72,5 +74,28 @@ constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right)
 constexpr bool EqualsIgnoreCase(std::string_view left, std::string_view right) noexcept
 {
     return EqualRangesIgnoreCase(left, right);
+}
+
+/// Leading decimal number with optional white space and sign in front; 0 when there is none.
+/// A number out of range becomes the nearest one in range.
+template <class Char>
+constexpr std::int32_t ToNumber(std::basic_string_view<Char> text) noexcept
+{
+    using Limits = std::numeric_limits<std::int32_t>;
+    text = TrimLeft(text);
+    const bool isNegative = text.starts_with(Char('-'));
+    if (isNegative || text.starts_with(Char('+')))
+        text.remove_prefix(1);
+
+    std::int64_t number = 0;
+    for (const Char character : text)
+    {
+        if (!IsDigit(character) || number > Limits::max())
+            break;
+        number = number * 10 + (character - Char('0'));
+    }
+    if (isNegative)
+        number = -number;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(number, Limits::min(), Limits::max()));
 }
 } // namespace TextUtil
