@@ -7,6 +7,7 @@
 #include "TextEncoding/Encoding.h"
 #include "Win32/RegistryKey.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <limits>
@@ -33,15 +34,10 @@ DWORD RequestTimeLimitMs(DWORD callersLimitMs)
     return limitMs > 0 ? static_cast<DWORD>(limitMs) : callersLimitMs;
 }
 
-/// Without these a request to a silent camera would live on inside WinInet for as long as the camera keeps the
-/// connection, though we gave it up long ago. Failing to set them is harmless here.
-void LimitWinInetsWaits(HINTERNET request, DWORD timeoutMs) noexcept
+/// `limitMs` plus `extraMs`, short of the value that means "for ever".
+DWORD LongerBy(DWORD limitMs, DWORD extraMs)
 {
-    const DWORD headroomMs = std::numeric_limits<DWORD>::max() - 1 - timeoutMs;
-    DWORD limitMs = timeoutMs + (kWinInetGraceMs < headroomMs ? kWinInetGraceMs : headroomMs);
-    for (const DWORD option :
-         {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT})
-        ::InternetSetOptionW(request, option, &limitMs, sizeof(limitMs));
+    return limitMs + std::min(extraMs, std::numeric_limits<DWORD>::max() - 1 - limitMs);
 }
 
 /// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text.
@@ -69,11 +65,60 @@ CAsyncHttpRequest::~CAsyncHttpRequest()
     Close();
 }
 
-template <class... Arguments>
-void CAsyncHttpRequest::LogThrottled(LogFormatAt message, const Arguments&... arguments) noexcept
+bool CAsyncHttpRequest::ShouldReportFailure() noexcept
 {
-    if (g_servers.ShouldReport(m_serverIndex, m_tickCount()))
-        Log(LogLevel::Error, message, arguments...);
+    return g_servers.ShouldReport(m_serverIndex, m_tickCount());
+}
+
+void CAsyncHttpRequest::ClearFailure() noexcept
+{
+    g_servers.ClearFailure(m_serverIndex);
+}
+
+bool CAsyncHttpRequest::OpenRequest(COpenRequest& request, const std::wstring& verb, const std::wstring& url)
+{
+    return request.Open(*this, m_sessionRequests, m_connection.get(), verb, url);
+}
+
+void CAsyncHttpRequest::LimitWinInetsWaits(HINTERNET request, DWORD connectLimitMs, DWORD receiveLimitMs) noexcept
+{
+    // Without these a request to a silent camera would live on inside WinInet for as long as the camera keeps the
+    // connection, though we gave it up long ago. Failing to set them is harmless here.
+    const struct
+    {
+        DWORD option;
+        DWORD limitMs;
+    } limits[] = {
+        {INTERNET_OPTION_CONNECT_TIMEOUT, connectLimitMs},
+        {INTERNET_OPTION_SEND_TIMEOUT, connectLimitMs},
+        {INTERNET_OPTION_RECEIVE_TIMEOUT, receiveLimitMs},
+    };
+    for (const auto& limit : limits)
+    {
+        DWORD limitMs = LongerBy(limit.limitMs, kWinInetGraceMs);
+        ::InternetSetOptionW(request, limit.option, &limitMs, sizeof(limitMs));
+    }
+}
+
+void CAsyncHttpRequest::ResetCompleted() noexcept
+{
+    ::ResetEvent(m_completed.get());
+}
+
+void CAsyncHttpRequest::SignalCompleted() noexcept
+{
+    ::SetEvent(m_completed.get());
+}
+
+DWORD CAsyncHttpRequest::WaitForCompleted(DWORD timeoutMs) noexcept
+{
+    return ::WaitForSingleObject(m_completed.get(), timeoutMs);
+}
+
+void CAsyncHttpRequest::LoseConnection() noexcept
+{
+    m_connectionLost = true;
+    SignalCompleted(); // whoever waits for this connection waits in vain
 }
 
 void CAsyncHttpRequest::OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept
@@ -207,30 +252,39 @@ bool CAsyncHttpRequest::OpenSession(const wchar_t* agent, DWORD accessType, cons
 
 bool CAsyncHttpRequest::IsOpen() const noexcept
 {
-    return static_cast<bool>(m_connection);
+    return m_connection && !m_connectionLost;
 }
 
 void CAsyncHttpRequest::Close() noexcept
 {
     m_authorization.Reset(true);
+    m_stream.Close();
+    // A request that is still being closed, by a notification, is not to be closed by its connection as well.
+    LetGoOfRequests();
     m_connection.reset();
     CloseSession();
 }
 
+void CAsyncHttpRequest::LetGoOfRequests() noexcept
+{
+    if (!m_sessionRequests || m_sessionRequests->WaitUntilNone(kCloseWaitMs))
+        return;
+    // Their contexts stay, and so does this library: WinInet may call back at any later time.
+    CWinApp::PinLibrary();
+    Log(LogLevel::Error, L"CAsyncHttpRequest::CloseSession, requests still pending after %d ms, left to WinInet",
+        kCloseWaitMs);
+    m_sessionRequests.reset();
+}
+
 void CAsyncHttpRequest::CloseSession() noexcept
 {
-    if (m_sessionRequests && !m_sessionRequests->WaitUntilNone(kCloseWaitMs))
-    {
-        // Their contexts stay, and so does this library: WinInet may call back at any later time.
-        CWinApp::PinLibrary();
-        Log(LogLevel::Error, L"CAsyncHttpRequest::CloseSession, requests still pending after %d ms, left to WinInet",
-            kCloseWaitMs);
-    }
+    LetGoOfRequests();
     m_sessionRequests.reset();
     if (m_session)
         ::InternetSetStatusCallbackW(m_session.get(), nullptr);
     m_session.reset();
     m_completed.reset();
+    m_connectionLost = false;
 }
 
 HRESULT CAsyncHttpRequest::SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
@@ -239,7 +293,7 @@ try
 {
     statusCode = 0;
     response.clear();
-    if (!m_connection || !m_completed)
+    if (!IsOpen())
         return E_UNEXPECTED;
     const HRESULT hr = Exchange(url.empty() ? L"/" : url, statusCode, response, verb.empty() ? L"GET" : verb,
                                 RequestTimeLimitMs(timeoutMs));
@@ -261,13 +315,13 @@ HRESULT CAsyncHttpRequest::Exchange(const std::wstring& url, DWORD& statusCode, 
                                     const std::wstring& verb, DWORD timeoutMs)
 {
     COpenRequest request;
-    if (!request.Open(*this, m_sessionRequests, m_connection.get(), verb, url))
+    if (!OpenRequest(request, verb, url))
     {
         Log(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, failed to HttpOpenRequest, dwLastError = %d, url = '%s'",
             ::GetLastError(), url);
         return E_FAIL;
     }
-    LimitWinInetsWaits(request.get(), timeoutMs);
+    LimitWinInetsWaits(request.get(), timeoutMs, timeoutMs);
 
     HRESULT hr = SendWithCredentials(request, url, verb, timeoutMs, statusCode);
     if (FAILED(hr))
@@ -286,7 +340,7 @@ HRESULT CAsyncHttpRequest::Exchange(const std::wstring& url, DWORD& statusCode, 
     else
         hr = S_OK;
     if (SUCCEEDED(hr))
-        g_servers.ClearFailure(m_serverIndex);
+        ClearFailure();
     return hr;
 }
 

@@ -9,6 +9,7 @@
 
 #include <wininet.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -54,11 +55,11 @@ public:
     [[nodiscard]] HRESULT SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
                                       const std::wstring& verb, DWORD timeoutMs) noexcept;
 
-    /// True between a successful OpenConnection and Close.
+    /// True between a successful OpenConnection and Close, unless a stream has lost the connection in between.
     [[nodiscard]] bool IsOpen() const noexcept;
 
-    /// Forgets credentials and challenge and closes all handles. Waits up to kCloseWaitMs for requests that were given
-    /// up and that WinInet still has to let go of.
+    /// Forgets credentials and challenge and closes all handles, a stream's request first. Waits up to kCloseWaitMs for
+    /// requests that were given up and that WinInet still has to let go of.
     void Close() noexcept;
 
     static constexpr DWORD kCloseWaitMs = 2000;
@@ -73,7 +74,29 @@ protected:
 
     /// Logs a send failure or time-out of this camera unless one was logged within the last hour.
     template <class... Arguments>
-    void LogThrottled(LogFormatAt message, const Arguments&... arguments) noexcept;
+    void LogThrottled(LogFormatAt message, const Arguments&... arguments) noexcept
+    {
+        if (ShouldReportFailure())
+            Log(LogLevel::Error, message, arguments...);
+    }
+    /// This camera's next failure is logged again.
+    void ClearFailure() noexcept;
+
+    // What the streams need of the connection.
+    /// HttpOpenRequest for this connection; the last error is WinInet's when it fails.
+    [[nodiscard]] bool OpenRequest(COpenRequest& request, const std::wstring& verb, const std::wstring& url);
+    /// Limits WinInet's own waits for connecting and sending, and with `receiveLimitMs` for each piece received.
+    static void LimitWinInetsWaits(HINTERNET request, DWORD connectLimitMs, DWORD receiveLimitMs) noexcept;
+    void ResetCompleted() noexcept;
+    void SignalCompleted() noexcept;
+    /// WAIT_OBJECT_0, WAIT_TIMEOUT or WAIT_FAILED, as the system has it.
+    [[nodiscard]] DWORD WaitForCompleted(DWORD timeoutMs) noexcept;
+    /// From a notification: the object counts as closed from now on. Its handles are closed by the owner's next Close
+    /// or OpenConnection, since the owner may be waiting on one of them at this moment.
+    void LoseConnection() noexcept;
+
+    /// The request that lives longer than one call; the streams' only. Closed by Close.
+    COpenRequest m_stream;
 
     [[nodiscard]] bool OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
                                    const wchar_t* proxyBypass, DWORD flags);
@@ -81,6 +104,9 @@ protected:
 
 private:
     friend class CRequestBlock;
+    [[nodiscard]] bool ShouldReportFailure() noexcept;
+    /// Waits, within limits, for WinInet's last notifications about requests that were closed.
+    void LetGoOfRequests() noexcept;
     void OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept;
 
     [[nodiscard]] HRESULT Exchange(const std::wstring& url, DWORD& statusCode, std::wstring& response,
@@ -102,4 +128,5 @@ private:
     CInternetHandle m_connection;
     AuthorizationRequest m_authorization;
     int m_serverIndex = -1;
+    std::atomic<bool> m_connectionLost{false};
 };

@@ -93,7 +93,16 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
     LogStatus(status, block);
     if (status == INTERNET_STATUS_HANDLE_CREATED)
         block->m_handleAnnounced = true;
-    block->Notify(status, information);
+    {
+        // An owner that hears of a closed connection may close the request. This use puts the close off until the
+        // block's lock is released: WinInet is never called with it held.
+        const bool mayClose = status == INTERNET_STATUS_CONNECTION_CLOSED && block->BeginUse();
+        block->Notify(status, information);
+        if (mayClose)
+            block->EndUse();
+    }
+    if (status == INTERNET_STATUS_REQUEST_COMPLETE)
+        block->m_completed = true;
     if (status == INTERNET_STATUS_HANDLE_CLOSING)
         block->ReturnFromWinInet();
     block->Release();
@@ -131,6 +140,50 @@ void CRequestBlock::Abandon() noexcept
     owner = nullptr;
 }
 
+void CRequestBlock::Adopt(HINTERNET handle) noexcept
+{
+    m_handle = handle;
+    m_uses = 1; // the owner's, ended by CloseHandle
+}
+
+HINTERNET CRequestBlock::Handle() const noexcept
+{
+    return m_handle;
+}
+
+bool CRequestBlock::IsHandleOpen() const noexcept
+{
+    return (m_uses & kClosing) == 0;
+}
+
+bool CRequestBlock::HasCompleted() const noexcept
+{
+    return m_completed;
+}
+
+void CRequestBlock::CloseHandle() noexcept
+{
+    if ((m_uses.fetch_or(kClosing) & kClosing) == 0)
+        EndUse();
+}
+
+bool CRequestBlock::BeginUse() noexcept
+{
+    unsigned uses = m_uses;
+    while ((uses & kClosing) == 0)
+    {
+        if (m_uses.compare_exchange_weak(uses, uses + 1))
+            return true;
+    }
+    return false;
+}
+
+void CRequestBlock::EndUse() noexcept
+{
+    if (m_uses.fetch_sub(1) == (kClosing | 1))
+        ::InternetCloseHandle(m_handle);
+}
+
 void CRequestBlock::Release() noexcept
 {
     if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
@@ -144,6 +197,17 @@ void CRequestBlock::Notify(DWORD status, void* information) noexcept
         owner->OnInternetStatus(this, status, information);
 }
 
+CHandleUse::CHandleUse(CRequestBlock& block) noexcept
+    : m_block(block), m_handle(block.BeginUse() ? block.Handle() : nullptr)
+{
+}
+
+CHandleUse::~CHandleUse()
+{
+    if (m_handle != nullptr)
+        m_block.EndUse();
+}
+
 COpenRequest::~COpenRequest()
 {
     Close();
@@ -155,11 +219,14 @@ bool COpenRequest::Open(CAsyncHttpRequest& owner, const std::shared_ptr<CSession
     Close();
     m_block = new CRequestBlock(owner, session);
     m_block->LendToWinInet();
-    m_handle.reset(::HttpOpenRequestW(connection, verb.c_str(), url.c_str(), L"HTTP/1.1", nullptr, nullptr,
-                                      INTERNET_FLAG_RELOAD | INTERNET_FLAG_KEEP_CONNECTION,
-                                      reinterpret_cast<DWORD_PTR>(static_cast<RequestContext*>(m_block))));
-    if (m_handle)
+    const HINTERNET handle = ::HttpOpenRequestW(connection, verb.c_str(), url.c_str(), L"HTTP/1.1", nullptr, nullptr,
+                                                INTERNET_FLAG_RELOAD | INTERNET_FLAG_KEEP_CONNECTION,
+                                                reinterpret_cast<DWORD_PTR>(static_cast<RequestContext*>(m_block)));
+    if (handle != nullptr)
+    {
+        m_block->Adopt(handle);
         return true;
+    }
     const DWORD lastError = ::GetLastError();
     m_block->OpenFailed();
     Close();
@@ -173,13 +240,23 @@ void COpenRequest::Close() noexcept
     if (block == nullptr)
         return;
     block->Abandon();
-    m_handle.reset();
+    block->CloseHandle();
     block->Release();
+}
+
+bool COpenRequest::IsOpen() const noexcept
+{
+    return m_block != nullptr && m_block->IsHandleOpen();
+}
+
+bool COpenRequest::HasBlock() const noexcept
+{
+    return m_block != nullptr;
 }
 
 HINTERNET COpenRequest::get() const noexcept
 {
-    return m_handle.get();
+    return m_block != nullptr ? m_block->Handle() : nullptr;
 }
 
 CRequestBlock& COpenRequest::Block() const noexcept

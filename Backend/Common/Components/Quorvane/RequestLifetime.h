@@ -40,9 +40,10 @@ private:
     unsigned m_count = 0;
 };
 
-/// Everything of one request that WinInet may touch until its very last notification: the context record and the
-/// buffer that a pending read is filling. Lives on the heap, held by the request's owner and by WinInet; the latter's
-/// share ends with INTERNET_STATUS_HANDLE_CLOSING, which WinInet documents as the last notification of a handle.
+/// Everything of one request that WinInet may touch until its very last notification: the context record, the
+/// buffers of pending operations, and the handle. Lives on the heap, held by the request's owner and by WinInet; the
+/// latter's share ends with INTERNET_STATUS_HANDLE_CLOSING, which WinInet documents as the last notification of a
+/// handle. The handle may be closed by any thread; the buffers and the "pending" marks are the owner's.
 /// Hazard that explains the shape: a request that was given up after a time-out is still notified about, from
 /// another thread, at any later moment. It then finds no owner, and memory that is still there.
 class CRequestBlock : public RequestContext
@@ -66,16 +67,43 @@ public:
     void Abandon() noexcept;
     void Release() noexcept;
 
+    /// Takes the request handle over; once, by the owner.
+    void Adopt(HINTERNET handle) noexcept;
+    /// For the owner, who knows that nobody else closes it. Null before Adopt.
+    HINTERNET Handle() const noexcept;
+    /// False once the handle is closed or about to be.
+    bool IsHandleOpen() const noexcept;
+    /// Any thread, any number of times: the handle is closed once, here or by the last CHandleUse that is under way.
+    /// Takes no lock of ours, but may deliver notifications from inside the close.
+    void CloseHandle() noexcept;
+    /// The request's send, or a later operation, has been reported as finished.
+    bool HasCompleted() const noexcept;
+
     char readBuffer[kReadBufferBytes] = {};
     DWORD bytesRead = 0;
+    DWORD availableBytes = 0;       ///< filled by a data-availability query
+    INTERNET_BUFFERSW buffers = {}; ///< describes readBuffer to InternetReadFileEx
+    std::string written;            ///< what InternetWriteFile was given
+    DWORD bytesWritten = 0;
+    bool queryPending = false; ///< a data-availability query is under way
+    bool readPending = false;  ///< a read into readBuffer is under way
 
 private:
+    friend class CHandleUse;
     ~CRequestBlock() = default;
     void Notify(DWORD status, void* information) noexcept;
     /// Ends WinInet's share, once.
     void ReturnFromWinInet() noexcept;
+    [[nodiscard]] bool BeginUse() noexcept;
+    void EndUse() noexcept;
+
+    /// Set in m_uses once the handle is to be closed; the other bits count who still uses it.
+    static constexpr unsigned kClosing = 0x80000000u;
 
     CCriticalSection m_lock; // held while a notification is inside the owner; recursive, see StatusCallback
+    std::atomic<unsigned> m_uses{kClosing};
+    std::atomic<HINTERNET> m_handle{nullptr};
+    std::atomic<bool> m_completed{false};
     std::atomic<long> m_references{1};
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
@@ -83,7 +111,31 @@ private:
     CBackgroundWork m_backgroundWork; // the callback's code must stay loaded as long as WinInet may call it
 };
 
-/// One open request of a CAsyncHttpRequest: owns the WinInet handle and the owner's share of the block.
+/// Holds a request's handle for the length of one call, so that another thread cannot close it, and the system give
+/// its value to somebody else, between looking and calling. Empty when the handle is closed or about to be.
+class CHandleUse
+{
+public:
+    explicit CHandleUse(CRequestBlock& block) noexcept;
+    ~CHandleUse();
+    CHandleUse(const CHandleUse&) = delete;
+    CHandleUse& operator=(const CHandleUse&) = delete;
+
+    explicit operator bool() const noexcept
+    {
+        return m_handle != nullptr;
+    }
+    HINTERNET get() const noexcept
+    {
+        return m_handle;
+    }
+
+private:
+    CRequestBlock& m_block;
+    HINTERNET m_handle;
+};
+
+/// One open request of a CAsyncHttpRequest: the owner's share of the block, and with it the WinInet handle.
 /// Used by one thread. Destroying or closing it gives the request up; nothing waits.
 class COpenRequest
 {
@@ -99,11 +151,14 @@ public:
                             HINTERNET connection, const std::wstring& verb, const std::wstring& url);
     void Close() noexcept;
 
+    /// False when there is no request, or when somebody has closed its handle.
+    bool IsOpen() const noexcept;
+    /// True until Close: the block is there, whatever became of the handle.
+    bool HasBlock() const noexcept;
     HINTERNET get() const noexcept;
-    /// Only while open.
+    /// Only while there is one.
     CRequestBlock& Block() const noexcept;
 
 private:
-    CInternetHandle m_handle;
     CRequestBlock* m_block = nullptr;
 };

@@ -1,0 +1,105 @@
+#include "RtspConnection.h"
+
+#include "Authentication.h"
+#include "Protocol/Base64.h"
+#include "Protocol/Log.h"
+#include "TextEncoding/Encoding.h"
+
+#include <new>
+
+namespace
+{
+/// Throws a failing result, logged with `message`; the tunnel's connect is one sequence with one way out.
+void ThrowIfFailed(HRESULT hr, LogFormatAt message)
+{
+    if (FAILED(hr))
+        throw LogFailure(hr, LogLevel::Error, message, hr);
+}
+} // namespace
+
+CRtspConnection::CRtspConnection(DWORD timeLimitMs) noexcept : m_timeLimitMs(timeLimitMs) {}
+
+CRtspConnection::~CRtspConnection()
+{
+    Close();
+}
+
+bool CRtspConnection::ConnectToServer(const wchar_t* server, WORD port, const std::wstring& path,
+                                      const std::wstring& user, const std::wstring& password) noexcept
+try
+{
+    if (server == nullptr || *server == L'\0' || port == 0)
+        return false;
+    Close();
+    OpenTunnel(server, port, path, user, password);
+    return true;
+}
+catch (HRESULT)
+{
+    Close();
+    return false;
+}
+catch (const std::bad_alloc&)
+{
+    Close();
+    return false;
+}
+
+void CRtspConnection::OpenTunnel(const wchar_t* server, WORD port, const std::wstring& path, const std::wstring& user,
+                                 const std::wstring& password)
+{
+    ThrowIfFailed(m_get.OpenConnection(server, port, user.c_str(), password.c_str()),
+                  L"CRtspConnection::ConnectToServer, failed to open GET connection, hr = 0x%x\n");
+    std::wstring headers =
+        L"x-sessioncookie:" + GetSessionCookie() + L"\r\nConnection: Keep-Alive\r\nCache-Control: no-cache\r\n";
+    ThrowIfFailed(m_get.OpenStream(path, headers, L"GET", m_timeLimitMs),
+                  L"CRtspConnection::ConnectToServer, failed to open GET stream, hr = 0x%x\n");
+    ThrowIfFailed(m_post.OpenConnection(server, port, user.c_str(), password.c_str()),
+                  L"CRtspConnection::ConnectToServer, failed to open POST connection, hr = 0x%x\n");
+    // A length that is never reached: the body goes on for as long as the tunnel lives.
+    headers += L"Content-Type: application/x-rtsp-tunnelled\r\nContent-Length: 32767";
+    ThrowIfFailed(m_post.OpenStream(path, headers),
+                  L"CRtspConnection::ConnectToServer, failed to open POST stream, hr = 0x%x\n");
+    (void)m_post.IsRequestSent(); // a slow camera gets its time; the first request shows whether it was enough
+}
+
+bool CRtspConnection::SendRequest(std::string_view text) noexcept
+try
+{
+    if (text.empty())
+        return false;
+    const HRESULT hr = m_post.Write(Base64::Encode(text));
+    return SUCCEEDED(hr) || LogFailure(false, LogLevel::Error,
+                                       L"CRtspConnection::SendRequest, failed to write rtsp request, hr = 0x%x", hr);
+}
+catch (const std::bad_alloc&)
+{
+    return false;
+}
+
+bool CRtspConnection::ReadResponse(std::string& data) noexcept
+{
+    return SUCCEEDED(m_get.Read(data, m_timeLimitMs));
+}
+
+bool CRtspConnection::IsConnected() noexcept
+{
+    return m_get.IsStreamOpen() && m_post.IsStreamOpen();
+}
+
+void CRtspConnection::Close() noexcept
+{
+    // Both requests first: a camera that sees the one end gives up the other, and WinInet lets go of both the sooner.
+    m_post.CloseStream();
+    m_get.CloseStream();
+    m_post.Close();
+    m_get.Close();
+    m_sessionCookie.clear();
+}
+
+const std::wstring& CRtspConnection::GetSessionCookie()
+{
+    if (m_sessionCookie.empty())
+        m_sessionCookie = CIso88591Encoding().DecodeString(AuthorizationRequest().GenerateRandomSignature());
+    return m_sessionCookie;
+}

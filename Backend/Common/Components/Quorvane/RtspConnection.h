@@ -1,0 +1,57 @@
+#pragma once
+
+#include "HttpRequestStream.h"
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+/// RTSP through HTTP: a GET whose response carries the camera's replies as plain text and a POST whose body carries our
+/// requests in base64, tied together by the header x-sessioncookie.
+/// Held by value by CRtspClient; owns both streams. One caller at a time; it has no lock of its own.
+/// Failures are logged and returned as false; a failed connect leaves it closed.
+/// Hazard: the camera may close the POST at any moment, which IsConnected then tells. Its closing the GET only shows
+/// when replies are read: as a reply without text, or as a failure.
+class CRtspConnection
+{
+public:
+    /// How long to wait for the response headers of the GET, and in ReadResponse for data.
+    static constexpr DWORD kTimeLimitMs = 4000;
+
+    explicit CRtspConnection(DWORD timeLimitMs = kTimeLimitMs) noexcept;
+    ~CRtspConnection();
+    CRtspConnection(const CRtspConnection&) = delete;
+    CRtspConnection& operator=(const CRtspConnection&) = delete;
+
+    /// Closes what was open and opens a tunnel under a new cookie; `path` is the URL of both HTTP requests. The
+    /// requests carry no credentials: RTSP brings its own. An empty server name or port 0 fails and leaves what was
+    /// open. Blocks for the time limit and up to a second more.
+    [[nodiscard]] bool ConnectToServer(const wchar_t* server, WORD port, const std::wstring& path,
+                                       const std::wstring& user, const std::wstring& password) noexcept;
+
+    /// `text` is a complete RTSP request, UTF-8.
+    [[nodiscard]] bool SendRequest(std::string_view text) noexcept;
+
+    /// Waits for data on the GET and returns what is there: perhaps a part of a reply, perhaps more than one, nothing
+    /// once the camera has closed it. False, with `data` empty, on a time-out or a failure.
+    [[nodiscard]] bool ReadResponse(std::string& data) noexcept;
+
+    /// Both streams are open.
+    [[nodiscard]] bool IsConnected() noexcept;
+
+    /// Closes both streams and forgets the cookie. May wait up to 2 s for WinInet to let go of each.
+    void Close() noexcept;
+
+    /// 32 hexadecimal digits, made on the first use after a close. May throw std::bad_alloc.
+    [[nodiscard]] const std::wstring& GetSessionCookie();
+
+private:
+    void OpenTunnel(const wchar_t* server, WORD port, const std::wstring& path, const std::wstring& user,
+                    const std::wstring& password);
+
+    CAsyncHttpRequestStream m_get;
+    CAsyncHttpRequestStreamPost m_post;
+    std::wstring m_sessionCookie;
+    DWORD m_timeLimitMs;
+};
