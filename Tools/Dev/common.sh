@@ -7,10 +7,14 @@ fail() {
     exit 1
 }
 
-# Every verb that builds calls this; it costs a few milliseconds when nothing is missing.
+# Every verb that builds calls this; it costs a few milliseconds when nothing is missing. Packages that only some verbs
+# need are given.
 ensure_setup() {
-    bash Tools/Dev/verbs/setup.sh
+    bash Tools/Dev/verbs/setup.sh "$@"
 }
+
+# Real servers and clients for RTSP: GStreamer's server with x264, its command-line client, ffmpeg and ffprobe.
+peer_packages=(gir1.2-gst-rtsp-server-1.0 python3-gi gstreamer1.0-plugins-ugly gstreamer1.0-tools ffmpeg)
 
 # configure_and_build PRESET [TARGET ...]
 configure_and_build() {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# installs what is missing on a Debian machine: cross compiler, Wine, test and tool packages
+# installs what is missing on a Debian machine: cross compiler, Wine, test and tool packages; any given ones too
 set -euo pipefail
 
 packages=(
@@ -8,6 +8,7 @@ packages=(
     wine wine32:i386
     libgtest-dev libgmock-dev libasio-dev libcli11-dev nlohmann-json3-dev
     libgcrypt20-dev libgpg-error-dev libgcrypt-mingw-w64-dev libgpg-error-mingw-w64-dev
+    "$@"
 )
 
 missing() {
