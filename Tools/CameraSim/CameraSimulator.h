@@ -15,10 +15,12 @@
 
 struct CameraSimulatorOptions
 {
-    std::string model = "SNC-EP580"; ///< any name; what begins like no known model is an older camera of unknown model
+    /// Any name. One of an Axis model, or one that begins with "AXIS", makes an Axis camera; any other makes an IPELA
+    /// one, and what begins like no known model is an older camera of unknown model.
+    std::string model = "SNC-EP580";
     VideoStandard standard = VideoStandard::Ntsc;
-    bool factorySettings = false; ///< JPEG video, audio off, rate control on: a client must set the camera up first
-    bool requireStreamSettings = true; ///< with those settings a stream start is answered with 400
+    bool factorySettings = false;      ///< as out of the box: a client must set the camera up before it can stream
+    bool requireStreamSettings = true; ///< with those settings a stream start is refused
     AuthenticationOptions authentication = {};
 
     std::string bindAddress = "127.0.0.1";

@@ -87,6 +87,9 @@ TEST(CommandLine, TakesEveryOption)
     EXPECT_EQ(std::chrono::seconds(7), options.duration);
     EXPECT_FALSE(simulator.requireStreamSettings);
     EXPECT_FALSE(CommandLine::Parse({"--no-control"}).options->simulator.controlPort);
+    for (const char* model : {"M5526-E", "AXIS M5525-E", "axis p5635-e", "V5915"})
+        EXPECT_EQ(model, CommandLine::Parse({"--model", model}).options->simulator.model);
+    EXPECT_EQ("AXIS X", CommandLine::Parse({"--unknown-model", "--model", "AXIS X"}).options->simulator.model);
     EXPECT_EQ("WEBCAM", CommandLine::Parse({"--unknown-model", "--model", "WEBCAM"}).options->simulator.model);
 }
 
@@ -105,6 +108,7 @@ TEST(CommandLine, WrongOptionsAreExplained)
         {"a port that is too large", {"--port", "65536"}, "--port: \"65536\" is no port"},
         {"a port that is no number", {"--control-port", "http"}, "--control-port: \"http\" is no port"},
         {"a model nobody knows", {"--model", "SNC-X"}, "add --unknown-model"},
+        {"an Axis model nobody knows", {"--model", "AXIS X"}, "SNC-EP580, M5526-E, M5525-E, P5635-E, V5915. To"},
         {"an empty model", {"--model", "", "--unknown-model"}, "the name is empty"},
         {"a standard nobody knows", {"--standard", "secam"}, "ntsc (60 Hz) or pal (50 Hz)"},
         {"a scheme nobody knows", {"--auth", "ntlm"}, "none, basic, digest or digest-sess"},
@@ -129,7 +133,7 @@ TEST(CommandLine, HelpShowsOptionsFaultsAndExamples)
     const auto result = CommandLine::Parse({"--help"});
     EXPECT_FALSE(result.options);
     EXPECT_EQ(CommandLine::kExitOk, result.exitCode);
-    for (const char* text : {"--model", "--port-file", "drop-in-headers", "Exit codes", "SNC-WR600"})
+    for (const char* text : {"--model", "--port-file", "drop-in-headers", "Exit codes", "SNC-WR600", "M5526-E"})
         EXPECT_NE(std::string::npos, result.text.find(text)) << text;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CameraSim/Camera/RtspConfiguration.h"
 #include "CameraSim/Http/HttpMessage.h"
 
 #include <optional>
@@ -43,4 +44,10 @@ public:
     virtual void ForceSetting(std::string_view name, std::optional<std::string> value) = 0;
     /// Whether stream starts are refused while the settings do not fit streaming.
     virtual void RequireStreamSettings(bool require) = 0;
+
+    /// Nothing for a family that has no RTSP server.
+    virtual std::optional<RtspConfiguration> Rtsp() const
+    {
+        return std::nullopt;
+    }
 };

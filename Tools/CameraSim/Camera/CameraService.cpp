@@ -1,5 +1,6 @@
 #include "CameraSim/Camera/CameraService.h"
 
+#include "CameraSim/Axis/AxisFamily.h"
 #include "CameraSim/Faults/FaultScript.h"
 #include "CameraSim/Ipela/IpelaFamily.h"
 
@@ -28,6 +29,12 @@ CCameraService::CCameraService(CameraServiceOptions options, IMediaStreams& stre
 
 std::unique_ptr<ICameraFamily> CCameraService::MakeFamily() const
 {
+    if (AxisModels::IsAxis(m_options.model))
+    {
+        return std::make_unique<CAxisFamily>(AxisOptions{m_options.model, m_options.standard, m_options.factorySettings,
+                                                         m_options.requireStreamSettings},
+                                             m_head);
+    }
     return std::make_unique<CIpelaFamily>(
         IpelaOptions{m_options.model, m_options.standard, m_options.factorySettings, m_options.requireStreamSettings},
         m_head, m_streams);

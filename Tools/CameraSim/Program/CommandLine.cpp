@@ -1,5 +1,6 @@
 #include "CameraSim/Program/CommandLine.h"
 
+#include "CameraSim/Axis/AxisModel.h"
 #include "CameraSim/Control/StateJson.h"
 #include "CameraSim/Ipela/IpelaModel.h"
 #include "CameraSim/Text/Ascii.h"
@@ -18,13 +19,14 @@ namespace
 constexpr const char* kDescription =
     "camerasim - a network camera in software, for people who write capture applications.\n"
     "\n"
-    "It answers the HTTP requests of an IPELA camera, changes its settings, moves, sends RTP to programs on this\n"
-    "machine, and misbehaves when told to. It prints the address it serves; a second port takes JSON commands and\n"
-    "shows a journal of everything a client sent.";
+    "It answers the HTTP requests of an IPELA or an Axis camera, changes its settings, moves, sends RTP to programs\n"
+    "on this machine, and misbehaves when told to. It prints the address it serves; a second port takes JSON commands\n"
+    "and shows a journal of everything a client sent.";
 
 constexpr const char* kFooter =
-    "Models: SNC-RZ25, SNC-RX550, SNC-RH124, SNC-ER550, SNC-ER580 (MPEG-4 video); SNC-EP550, SNC-EP520, SNC-WR600,\n"
-    "  SNC-EP580 (H.264). Letters behind the name are fine.\n"
+    "IPELA models: SNC-RZ25, SNC-RX550, SNC-RH124, SNC-ER550, SNC-ER580 (MPEG-4 video); SNC-EP550, SNC-EP520,\n"
+    "  SNC-WR600, SNC-EP580 (H.264). Letters behind the name are fine.\n"
+    "Axis models: M5526-E, M5525-E, P5635-E, V5915, also with AXIS in front.\n"
     "\n"
     "Faults (KIND[:ARGUMENT][@PATH][*COUNT]; without PATH every request, without COUNT for ever):\n"
     "  delay:MS  body-delay:MS  drip:MS                slow before, inside, or all through the answer\n"
@@ -76,6 +78,8 @@ std::string KnownModels()
     std::string names;
     for (const IpelaModel& model : IpelaModels::Known())
         names += (names.empty() ? "" : ", ") + std::string(model.name);
+    for (const AxisModel& model : AxisModels::Known())
+        names += ", " + std::string(model.name);
     return names;
 }
 
@@ -84,7 +88,7 @@ void TakeCamera(const Raw& raw, ProgramOptions& options)
     options.simulator.model = raw.model;
     if (raw.model.empty())
         Complain("--model: the name is empty; known models are " + KnownModels() + ".");
-    if (IpelaModels::Find(raw.model).name.empty() && !raw.unknownModel)
+    if (IpelaModels::Find(raw.model).name.empty() && AxisModels::Find(raw.model).name.empty() && !raw.unknownModel)
     {
         Complain("--model: \"" + raw.model + "\" is no model that camerasim knows. Known are " + KnownModels() +
                  ". To simulate a camera that no client knows either, add --unknown-model.");
@@ -157,12 +161,13 @@ void Describe(CLI::App& app, Raw& raw, ProgramOptions& options)
         app.add_option(name, target, text)->option_text(metavariable)->group("Options");
     };
     add("--model", raw.model, "NAME", "The camera to be, see below (SNC-EP580)");
-    app.add_flag("--unknown-model", raw.unknownModel, "Take any --model name and be an MPEG-4 camera of that name");
+    app.add_flag("--unknown-model", raw.unknownModel,
+                 "Take any --model name: an Axis camera if it begins with AXIS, else an MPEG-4 camera");
     add("--standard", raw.standard, "ntsc|pal", "Video standard, 60 Hz or 50 Hz (ntsc)");
     app.add_flag("--factory", simulator.factorySettings,
-                 "As out of the box: JPEG video, audio input off, rate control on");
+                 "As out of the box: JPEG video, audio input off, rate control on; an Axis camera has RTSP off");
     add("--set", raw.settings, "NAME=VALUE", "Start with this setting, even an impossible one; may be repeated");
-    app.add_flag("--lenient-streams", raw.lenientStreams, "Start streams whatever the settings are, never answer 400");
+    app.add_flag("--lenient-streams", raw.lenientStreams, "Start streams whatever the settings are, never refuse one");
     add("--bind", simulator.bindAddress, "ADDRESS", "Address to listen on (127.0.0.1, this machine only)");
     add("--port", raw.port, "PORT", "HTTP port of the camera (0: a free one, printed)");
     add("--control-port", raw.controlPort, "PORT", "Port of the JSON control interface (0: a free one, printed)");
