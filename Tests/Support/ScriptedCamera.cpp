@@ -1,48 +1,15 @@
 #include "Tests/Support/ScriptedCamera.h"
 
+#include "Tests/Support/Loopback.h"
+
 #include <algorithm>
 #include <chrono>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 namespace
 {
 constexpr std::chrono::seconds kHoldLimit{20};
-
-/// How soon a thread that waits for the network notices that it is to end: a blocking call is not reliably woken by
-/// closing its socket.
-constexpr long kPollMicroseconds = 10'000;
-
-bool IsReadable(SOCKET socket)
-{
-    fd_set sockets = {};
-    FD_SET(socket, &sockets);
-    timeval limit = {0, kPollMicroseconds};
-    return ::select(0, &sockets, nullptr, nullptr, &limit) != 0;
-}
-
-void EnsureWinsock()
-{
-    WSADATA data = {};
-    if (::WSAStartup(MAKEWORD(2, 2), &data) != 0)
-        throw std::runtime_error("WSAStartup failed");
-}
-
-SOCKET ListenOnLoopback(WORD& port)
-{
-    const SOCKET listener = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-    int sizeBytes = sizeof(address);
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (listener == INVALID_SOCKET || ::bind(listener, generic, sizeBytes) != 0 || ::listen(listener, SOMAXCONN) != 0 ||
-        ::getsockname(listener, generic, &sizeBytes) != 0)
-        throw std::runtime_error("no loopback port to listen on");
-    port = ::ntohs(address.sin_port);
-    return listener;
-}
 } // namespace
 
 ScriptedReply HttpReply(int statusCode, const std::string& body, const std::string& extraHeaders)
@@ -53,8 +20,8 @@ ScriptedReply HttpReply(int statusCode, const std::string& body, const std::stri
 
 CScriptedCamera::CScriptedCamera(std::vector<ScriptedReply> script) : m_script(script.begin(), script.end())
 {
-    EnsureWinsock();
-    m_listener = ListenOnLoopback(m_port);
+    Loopback::EnsureWinsock();
+    m_listener = Loopback::Listen(m_port);
     m_acceptor = std::thread([this] { Accept(); });
 }
 
@@ -118,7 +85,7 @@ void CScriptedCamera::Accept()
 {
     while (!IsStopping())
     {
-        if (!IsReadable(m_listener))
+        if (!Loopback::IsReadable(m_listener))
             continue;
         const SOCKET connection = ::accept(m_listener, nullptr, nullptr);
         if (connection == INVALID_SOCKET)
@@ -152,7 +119,7 @@ void CScriptedCamera::Serve(SOCKET connection, unsigned dropCount)
         const std::size_t end = silent ? std::string::npos : received.find(kEndOfHead);
         if (end == std::string::npos)
         {
-            if (!IsReadable(connection))
+            if (!Loopback::IsReadable(connection))
                 continue;
             const int count = ::recv(connection, buffer, sizeof(buffer), 0);
             if (count <= 0)
@@ -179,17 +146,13 @@ bool CScriptedCamera::Send(SOCKET connection, const ScriptedReply& reply)
     const std::size_t pieceBytes = reply.pieceBytes != 0 ? reply.pieceBytes : reply.bytes.size();
     for (std::size_t sent = 0; sent < reply.bytes.size();)
     {
-        const int count = static_cast<int>(std::min(pieceBytes, reply.bytes.size() - sent));
-        const int written = ::send(connection, reply.bytes.data() + sent, count, 0);
-        if (written <= 0)
+        const std::size_t count = std::min(pieceBytes, reply.bytes.size() - sent);
+        if (!Loopback::SendAll(connection, std::string_view(reply.bytes).substr(sent, count)))
             return false;
-        sent += static_cast<std::size_t>(written);
+        sent += count;
     }
     if (reply.reset)
-    {
-        const linger abortive = {1, 0};
-        ::setsockopt(connection, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abortive), sizeof(abortive));
-    }
+        Loopback::CloseWithReset(connection);
     return !reply.closeAfter && !reply.reset;
 }
 
