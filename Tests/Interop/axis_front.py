@@ -83,7 +83,8 @@ class AxisFront:
             head = await asyncio.wait_for(reader.readuntil(b"\r\n\r\n"), IDLE_LIMIT_SECONDS)
             lines = head.decode("latin-1").split("\r\n")
             method, target, _ = lines[0].split(" ", 2)
-            headers = {name.strip().lower(): value.strip() for name, _, value in (line.partition(":") for line in lines[1:])}
+            pairs = (line.partition(":") for line in lines[1:])
+            headers = {name.strip().lower(): value.strip() for name, _, value in pairs}
             if "x-sessioncookie" in headers:
                 await pass_through(head, reader, writer, self._rtsp_port)
                 return

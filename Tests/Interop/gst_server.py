@@ -9,6 +9,7 @@ checks along. Tells what happens as one JSON object per line on standard output;
 import argparse
 import json
 import sys
+from collections.abc import Callable
 
 import gi
 
@@ -43,17 +44,26 @@ def launch_line(profile: str, width: int, height: int, rate: int) -> str:
 
 
 class AxisMedia(GstRtspServer.RTSPMedia):
-    """Names the presentation by a whole URL, as real Axis cameras do. The default, "*", leads to a URL that is refused."""
+    """Names the presentation and its streams by whole URLs, as real Axis cameras do. The server's own default for the
+    presentation, "*", leads to a URL that it refuses itself."""
 
     def do_setup_sdp(self, sdp: GstSdp.SDPMessage, info: GstRtspServer.SDPInfo) -> bool:
         if not GstRtspServer.RTSPMedia.do_setup_sdp(self, sdp, info):
             return False
-        control = GstSdp.SDPAttribute()
-        control.set("control", f"rtsp://127.0.0.1{MEDIA_PATH}")
-        for index in range(sdp.attributes_len()):
-            if sdp.get_attribute(index).key == "control":
-                sdp.replace_attribute(index, control)
+        presentation = f"rtsp://127.0.0.1{MEDIA_PATH}"
+        replace_control(sdp, lambda _: presentation)
+        for index in range(sdp.medias_len()):
+            replace_control(sdp.get_media(index), lambda relative: f"{presentation}/{relative}")
         return True
+
+
+def replace_control(part: GstSdp.SDPMessage | GstSdp.SDPMedia, url_of: Callable[[str], str]) -> None:
+    for index in range(part.attributes_len()):
+        attribute = part.get_attribute(index)
+        if attribute.key == "control":
+            control = GstSdp.SDPAttribute()
+            control.set("control", url_of(attribute.value))
+            part.replace_attribute(index, control)
 
 
 class Server(GstRtspServer.RTSPServer):

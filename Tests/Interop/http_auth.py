@@ -36,7 +36,8 @@ class Gate:
         return scheme.lower() == "digest" and self._has_right_digest(method, target, rest)
 
     def _has_right_digest(self, method: str, target: str, text: str) -> bool:
-        given = {name.lower(): quoted or bare for name, quoted, bare in re.findall(r'(\w+)=(?:"([^"]*)"|([^\s,]*))', text)}
+        found = re.findall(r'(\w+)=(?:"([^"]*)"|([^\s,]*))', text)
+        given = {name.lower(): quoted or bare for name, quoted, bare in found}
         if (given.get("username"), given.get("nonce"), given.get("uri")) != (self.user, self.nonce, target):
             return False
         who = md5(f"{self.user}:{REALM}:{self.password}")

@@ -27,7 +27,8 @@ async def stream_everything(stage: Stage, auth: str, profile: str, width: int, h
     async with stage.camera(auth=auth, profile=profile) as camera:
         if auth != "none":
             probed, _, messages = await probe_stream(camera.port, MEDIA_PATH)
-            stage.checks.that(probed is None and "401" in messages, f"{label}: the server asks for a password", messages)
+            is_refused = probed is None and "401" in messages
+            stage.checks.that(is_refused, f"{label}: the server asks for a password", messages)
         await connect(stage, camera, "a", label)
         await stage.succeeds(f"{label}: SetImageSize2", "a", "set-size", width, height, 30)
         seen = await look_from_outside(stage, camera, label)
@@ -102,9 +103,8 @@ async def play_and_stop(stage: Stage, camera: Camera, name: str, seen: VideoFact
         await check_silence(stage, video, audio, label)
     methods = [method for method in camera.server.methods(mark) if method not in ("DESCRIBE", "OPTIONS")]
     stage.checks.equal(methods, ["SETUP", "SETUP", "PLAY", "TEARDOWN"], f"{label}: the server saw one whole session")
-    stage.checks.that(
-        await camera.server.wait_for("session-ended", mark, QUIET_SECONDS), f"{label}: and ended it", camera.server.events
-    )
+    has_ended = await camera.server.wait_for("session-ended", mark, QUIET_SECONDS)
+    stage.checks.that(has_ended, f"{label}: and ended it", camera.server.events)
 
 
 async def check_media(stage: Stage, video: Receiver, audio: Receiver, seen: VideoFacts, label: str) -> None:

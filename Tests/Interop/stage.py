@@ -55,7 +55,8 @@ class Stage:
     @asynccontextmanager
     async def camera(self, auth: str = "none", **options: object):
         user, password = (USER, PASSWORD) if auth != "none" else ("", "")
-        server = await GstServer(self.work / "gstreamer.log", auth=auth, user=user, password=password, **options).start()
+        log = self.work / "gstreamer.log"
+        server = await GstServer(log, auth=auth, user=user, password=password, **options).start()
         front = await AxisFront(server.port, Gate(auth, user, password), server.set_size).open()
         try:
             yield Camera(server, front, user, password)

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# measures against a yardstick in the same run: ./dev bench request [ROUNDS]
+# measures against a yardstick in the same run: ./dev bench request|setup [ROUNDS]
 source Tools/Dev/common.sh
 
 usage() {
     echo "usage: ./dev bench request [ROUNDS]   SendRequest, COM call and Digest against the smallest WinInet loop" >&2
+    echo "       ./dev bench setup [ROUNDS]     how soon a camera plays, against GStreamer and ffmpeg" >&2
     exit 2
 }
 
@@ -57,11 +58,24 @@ bench_request() {
     timeout 300 Tools/Dev/run-wine build/win32/bin/RequestBenchmark.exe "$openPort" "$digestPort" "$rounds"
 }
 
+bench_setup() {
+    configure_and_build win32 InteropClient Quorvane
+    keep_wineserver
+    clean_internet_cache
+    # Debian's interpreter, to which the GStreamer bindings belong; another one may come first in the path.
+    timeout 900 /usr/bin/python3 -B Benchmarks/Setup/setup_benchmark.py "$@"
+}
+
 case ${1:-} in
 request)
     ensure_setup
     shift
     bench_request "$@"
+    ;;
+setup)
+    ensure_setup "${peer_packages[@]}"
+    shift
+    bench_setup "$@"
     ;;
 *) usage ;;
 esac
