@@ -1,0 +1,158 @@
+#include "Protocol/RtspReplyReader.h"
+
+#include "Protocol/RtspHeaders.h"
+
+#include <algorithm>
+
+namespace
+{
+constexpr std::string_view kBlankLine = "\r\n\r\n";
+constexpr std::string_view kReplyStart = "RTSP/1.0 ";
+
+/// A text that begins as a reply does, as far as it goes.
+bool MayBeReply(std::string_view text) noexcept
+{
+    return !text.empty() && kReplyStart.starts_with(text.substr(0, kReplyStart.size()));
+}
+} // namespace
+
+bool CRtspReplyReader::Append(std::string_view data)
+{
+    if (m_buffer.size() + data.size() > kMaximumHeldBytes)
+        Compact();
+    if (m_buffer.size() + data.size() > kMaximumHeldBytes)
+        return false;
+    const std::size_t pieceStart = m_undecided != 0 ? m_undecided : m_buffer.size();
+    m_buffer += data;
+    if (m_isTaken)
+        DropTakenBefore(pieceStart);
+    Advance();
+    return true;
+}
+
+bool CRtspReplyReader::IsComplete() const noexcept
+{
+    return !m_isTaken && HasWholeReply();
+}
+
+std::size_t CRtspReplyReader::BodyLength() const noexcept
+{
+    return m_bodyStart != 0 ? m_buffer.size() - m_bodyStart : 0;
+}
+
+std::size_t CRtspReplyReader::ContentLength() const noexcept
+{
+    return m_contentLength.value_or(0);
+}
+
+std::string CRtspReplyReader::TakeReply()
+{
+    if (m_isTaken)
+        return {};
+    if (!IsComplete())
+    {
+        m_isTaken = m_start < m_buffer.size();
+        return m_buffer.substr(m_start);
+    }
+    const std::size_t end = ReplyEnd();
+    std::string text = m_buffer.substr(m_start, end - m_start);
+    Discard(end);
+    Advance();
+    return text;
+}
+
+void CRtspReplyReader::GiveUp(std::int32_t cseq)
+{
+    m_isTaken = m_isTaken || (m_start < m_buffer.size() && !IsComplete());
+    if (m_givenUp.size() == kMaximumGivenUp)
+        m_givenUp.erase(m_givenUp.begin());
+    m_givenUp.push_back(cseq);
+}
+
+bool CRtspReplyReader::IsLate(const RtspResponse& response) noexcept
+{
+    const std::optional<std::int32_t> cseq = RtspHeaders::LeadingNumber(response.Header("CSeq"));
+    return cseq && std::erase(m_givenUp, *cseq) != 0;
+}
+
+void CRtspReplyReader::Clear() noexcept
+{
+    m_buffer.clear();
+    Discard(0);
+    m_givenUp.clear();
+}
+
+/// The rest of a reply that was taken as it stood need not come: the camera may go on with another reply, which then
+/// begins a piece.
+void CRtspReplyReader::DropTakenBefore(std::size_t pieceStart) noexcept
+{
+    const std::string_view piece = std::string_view(m_buffer).substr(pieceStart);
+    m_undecided = 0;
+    if (piece.starts_with(kReplyStart))
+        Discard(pieceStart);
+    else if (MayBeReply(piece))
+        m_undecided = pieceStart;
+}
+
+void CRtspReplyReader::Advance()
+{
+    while (m_undecided == 0)
+    {
+        if (m_bodyStart == 0)
+            FindHeaderBlock();
+        if (!m_isTaken || !HasWholeReply())
+            return;
+        Discard(ReplyEnd());
+    }
+}
+
+void CRtspReplyReader::FindHeaderBlock()
+{
+    // Some servers write a line end behind a body that they have not counted; RFC 2616, 4.1 has it ignored.
+    if (!m_isTaken && m_scanned == m_start)
+        m_start = std::min(m_buffer.find_first_not_of("\r\n", m_start), m_buffer.size());
+    const std::size_t position = m_buffer.find(kBlankLine, std::max(m_start, m_scanned));
+    // The blank line may be cut, too.
+    m_scanned = m_buffer.size() - std::min(m_buffer.size() - m_start, kBlankLine.size() - 1);
+    if (position == std::string::npos)
+        return;
+    m_bodyStart = position + kBlankLine.size();
+    RtspResponse header;
+    header.ParseResponse(std::string_view(m_buffer).substr(m_start, m_bodyStart - m_start));
+    if (const std::optional<std::int32_t> length = RtspHeaders::LeadingNumber(header.Header("Content-Length")))
+        m_contentLength = static_cast<std::size_t>(*length);
+}
+
+bool CRtspReplyReader::HasWholeReply() const noexcept
+{
+    return m_bodyStart != 0 && BodyLength() >= ContentLength();
+}
+
+std::size_t CRtspReplyReader::ReplyEnd() const noexcept
+{
+    if (m_contentLength)
+        return m_bodyStart + *m_contentLength;
+    return MayBeReply(std::string_view(m_buffer).substr(m_bodyStart)) ? m_bodyStart : m_buffer.size();
+}
+
+void CRtspReplyReader::Discard(std::size_t end) noexcept
+{
+    m_start = end;
+    m_scanned = end;
+    m_bodyStart = 0;
+    m_contentLength.reset();
+    m_isTaken = false;
+    m_undecided = 0;
+    // Seldom enough that each byte is moved a fixed number of times.
+    if (m_start > m_buffer.size() / 2 || m_start == m_buffer.size())
+        Compact();
+}
+
+void CRtspReplyReader::Compact() noexcept
+{
+    m_buffer.erase(0, m_start);
+    m_scanned -= m_start;
+    m_bodyStart -= m_bodyStart != 0 ? m_start : 0;
+    m_undecided -= m_undecided != 0 ? m_start : 0;
+    m_start = 0;
+}
