@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-/// Open registry key, closed when the object dies. Reading never creates anything.
+/// Open registry key, closed when the object dies. Neither reading nor writing creates a key.
 /// A value of another type than the asked-for one, or of a wrong size, reads as absent.
 class CRegistryKey
 {
@@ -64,6 +64,14 @@ public:
         if (countChars == 0 || countChars > buffer.size())
             return std::nullopt;
         return std::wstring(buffer.c_str());
+    }
+
+    /// Sets a REG_SZ, its terminator included; the key must be open for writing. False when the system refuses.
+    [[nodiscard]] bool WriteText(const wchar_t* name, const std::wstring& text) noexcept
+    {
+        const auto sizeBytes = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
+        return m_key && ::RegSetValueExW(m_key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                                         sizeBytes) == ERROR_SUCCESS;
     }
 
     static constexpr DWORD kTextBufferBytes = 510;

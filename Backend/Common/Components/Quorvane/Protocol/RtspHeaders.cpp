@@ -40,14 +40,14 @@ NameAndValue SplitAtEquals(std::string_view item) noexcept
 
 std::uint16_t ToUint16(std::string_view text) noexcept
 {
-    return static_cast<std::uint16_t>(RtspHeaders::LeadingNumber(text).value_or(0));
+    return static_cast<std::uint16_t>(TextUtil::ToNumber(text));
 }
 
 void TakeServerPorts(std::string_view value, RtspTransport& transport) noexcept
 {
     const std::size_t hyphen = value.find('-');
     transport.serverRtpPort = ToUint16(value.substr(0, hyphen));
-    transport.serverRtcpPort = hyphen != std::string_view::npos ? ToUint16(Trim(value.substr(hyphen + 1))) : 0;
+    transport.serverRtcpPort = hyphen != std::string_view::npos ? ToUint16(value.substr(hyphen + 1)) : 0;
 }
 
 void TakeTransportItem(std::string_view item, RtspTransport& transport)
@@ -95,17 +95,6 @@ RtpInfoEntry ParseRtpInfoEntry(std::string_view text)
 }
 } // namespace
 
-std::optional<std::int32_t> RtspHeaders::LeadingNumber(std::string_view text) noexcept
-{
-    if (text.empty() || !TextUtil::IsDigit(text.front()))
-        return std::nullopt;
-    constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
-    std::int64_t number = 0;
-    for (; !text.empty() && TextUtil::IsDigit(text.front()); text.remove_prefix(1))
-        number = std::min(number * 10 + (text.front() - '0'), kHighest);
-    return static_cast<std::int32_t>(number);
-}
-
 void RtspHeaders::ParseRtspSessionHeader(std::string_view value, std::string& id, std::int32_t& timeoutSeconds)
 {
     id.clear();
@@ -122,8 +111,8 @@ void RtspHeaders::ParseRtspSessionHeader(std::string_view value, std::string& id
         Log(LogLevel::Debug, L"CRtspClient::ParseRtspSessionHeader, no timout in session header: '%s'", value);
         return;
     }
-    timeoutSeconds = LeadingNumber(number).value_or(0);
-    if (timeoutSeconds == 0)
+    timeoutSeconds = TextUtil::ToNumber(number);
+    if (timeoutSeconds <= 0)
     {
         Log(LogLevel::Debug,
             L"CRtspClient::ParseRtspSessionHeader, invalid timout value in session header: '%s', use the default "

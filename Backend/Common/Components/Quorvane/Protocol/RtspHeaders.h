@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,9 +37,6 @@ struct RtpInfoEntry
 /// white space around names and values is dropped: RFC 2326 allows it there. Functions throw only std::bad_alloc.
 namespace RtspHeaders
 {
-/// The decimal number at the beginning of `text`, saturated; none when there is no digit.
-std::optional<std::int32_t> LeadingNumber(std::string_view text) noexcept;
-
 /// `id` becomes the session id, `timeoutSeconds` the time-out that the header's first parameter names, else 0: a camera
 /// that names none gets no keep-alive. A time-out that is no number, or 0, counts as kDefaultTimeoutSeconds.
 void ParseRtspSessionHeader(std::string_view value, std::string& id, std::int32_t& timeoutSeconds);

@@ -1,6 +1,5 @@
 #include "Protocol/RtspMessage.h"
 
-#include "Protocol/RtspHeaders.h"
 #include "Protocol/TextUtil.h"
 #include "TextEncoding/Encoding.h"
 
@@ -57,7 +56,7 @@ bool RtspResponse::ParseResponse(std::string_view text)
 
     std::string_view statusLine = TakeUntil(text, kLineEnd);
     TakeWord(statusLine); // the version: cameras write what they like
-    statusCode = RtspHeaders::LeadingNumber(TakeWord(statusLine)).value_or(0);
+    statusCode = TextUtil::ToNumber(TakeWord(statusLine));
     reason = statusLine;
 
     for (std::string_view line = TakeUntil(text, kLineEnd); !line.empty(); line = TakeUntil(text, kLineEnd))

@@ -1,6 +1,6 @@
 #include "Protocol/RtspReplyReader.h"
 
-#include "Protocol/RtspHeaders.h"
+#include "Protocol/TextUtil.h"
 
 #include <algorithm>
 
@@ -13,6 +13,11 @@ constexpr std::string_view kReplyStart = "RTSP/1.0 ";
 bool MayBeReply(std::string_view text) noexcept
 {
     return !text.empty() && kReplyStart.starts_with(text.substr(0, kReplyStart.size()));
+}
+
+bool IsNumber(std::string_view text) noexcept
+{
+    return !text.empty() && TextUtil::IsDigit(text.front());
 }
 } // namespace
 
@@ -71,8 +76,8 @@ void CRtspReplyReader::GiveUp(std::int32_t cseq)
 
 bool CRtspReplyReader::IsLate(const RtspResponse& response) noexcept
 {
-    const std::optional<std::int32_t> cseq = RtspHeaders::LeadingNumber(response.Header("CSeq"));
-    return cseq && std::erase(m_givenUp, *cseq) != 0;
+    const std::string_view cseq = response.Header("CSeq");
+    return IsNumber(cseq) && std::erase(m_givenUp, TextUtil::ToNumber(cseq)) != 0;
 }
 
 void CRtspReplyReader::Clear() noexcept
@@ -119,8 +124,8 @@ void CRtspReplyReader::FindHeaderBlock()
     m_bodyStart = position + kBlankLine.size();
     RtspResponse header;
     header.ParseResponse(std::string_view(m_buffer).substr(m_start, m_bodyStart - m_start));
-    if (const std::optional<std::int32_t> length = RtspHeaders::LeadingNumber(header.Header("Content-Length")))
-        m_contentLength = static_cast<std::size_t>(*length);
+    if (const std::string_view length = header.Header("Content-Length"); IsNumber(length))
+        m_contentLength = static_cast<std::size_t>(TextUtil::ToNumber(length));
 }
 
 bool CRtspReplyReader::HasWholeReply() const noexcept

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-/// Puts RTSP replies together from the pieces that a tunnel delivers, however they are cut: a reply is its header block,
-/// up to the blank line, and the body that its Content-Length announces. Bytes behind that belong to the next reply.
-/// Without a Content-Length everything that has come behind the blank line is the body, unless it begins with
+/// Puts RTSP replies together from the pieces that a tunnel delivers, however they are cut: a reply is its header
+/// block, up to the blank line, and the body that its Content-Length announces. Bytes behind that belong to the next
+/// reply. Without a Content-Length everything that has come behind the blank line is the body, unless it begins with
 /// "RTSP/1.0 ": then it is the next reply.
 /// Held by value by its client; one caller at a time. Functions throw only std::bad_alloc.
 /// Looks at each byte a fixed number of times, whatever the pieces, and holds at most kMaximumHeldBytes.
@@ -25,8 +25,8 @@ public:
     /// More unanswered requests than this are not remembered: a camera that leaves so many does not answer them later.
     static constexpr std::size_t kMaximumGivenUp = 64;
 
-    /// Takes what one read brought. False when that is more than can be held: nothing of it is kept then, and what comes
-    /// later on this tunnel is no reply any more.
+    /// Takes what one read brought. False when that is more than can be held: nothing of it is kept then, and what
+    /// comes later on this tunnel is no reply any more.
     [[nodiscard]] bool Append(std::string_view data);
 
     /// The next reply is there as a whole.

@@ -1,0 +1,128 @@
+#pragma once
+
+#include "Authentication.h"
+#include "Protocol/RtspHeaders.h"
+#include "Protocol/RtspMessage.h"
+#include "Protocol/RtspReplyReader.h"
+#include "Protocol/SdpParser.h"
+#include "RtspConnection.h"
+#include "RtspExchangeGate.h"
+#include "RtspKeepAlive.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+
+/// How far the RTSP session has come (RFC 2326, A.1).
+enum class RtspClientState
+{
+    Init = 1,
+    Ready = 2,
+    Playing = 3,
+};
+
+/// Speaks RTSP/1.0 to one camera through a tunnel, which it owns and reopens when it was closed, and keeps the session
+/// alive from a thread of the system's pool.
+/// Always owned by a std::shared_ptr: a running keep-alive holds one more, so that the client outlives it. Callers take
+/// turns among themselves; between them and the keep-alive stands the exchange gate: a beat that finds an exchange
+/// under way is skipped, a caller waits for a beat up to kTurnWaitMs. Nothing throws. Failures are logged, then
+/// returned as false. How long a call may block, for each of at most two transmissions (the second answers a 401): up
+/// to kReplyLimitMs for the first bytes of the reply (twice that when late replies come first), and again for each
+/// further piece of it, as long as pieces come; before that for what CRtspConnection::ConnectToServer takes, when the
+/// tunnel was closed. Closing waits up to kTurnWaitMs for a beat, then for what closing the tunnel takes.
+class CRtspClient : public std::enable_shared_from_this<CRtspClient>
+{
+public:
+    explicit CRtspClient(DWORD replyLimitMs = kReplyLimitMs) noexcept;
+    virtual ~CRtspClient();
+    CRtspClient(const CRtspClient&) = delete;
+    CRtspClient& operator=(const CRtspClient&) = delete;
+
+    // Null texts count as empty. An empty url stands for the default one, made of server and path.
+
+    /// Closes what was open, connects the tunnel, and keeps the arguments for reconnecting. False leaves it closed.
+    [[nodiscard]] bool OpenSession(const wchar_t* server, WORD port, const wchar_t* path, const wchar_t* user,
+                                   const wchar_t* password) noexcept;
+    /// Sends nothing. A beat that does not end in time closes the tunnel itself when it ends.
+    void CloseSession() noexcept;
+
+    bool GetOptions() noexcept;
+    bool GetParameter() noexcept;
+    /// True, with no request, when the kept description is valid and `force` is not set. True also for a description
+    /// that makes no sense: ask IsValid.
+    bool LoadSessionDescription(bool force) noexcept;
+    /// Loaded first when `reload` is set or the kept one is not valid. Changes with the next load.
+    const CSessionDescription& GetSessionDescription(bool reload) noexcept;
+
+    /// An empty url is refused. `transport` is untouched on failure, and when the reply has no Transport header.
+    [[nodiscard]] bool SetupTransport(const wchar_t* url, RtspTransport& transport) noexcept;
+    /// Hands the sequence numbers of the started streams to the capture side, through the registry.
+    [[nodiscard]] bool StartPlay(const wchar_t* url) noexcept;
+    /// Always true. No request pauses a stream: the next participant may be watching it.
+    bool PausePlay(const wchar_t* url) noexcept;
+    /// TEARDOWN; true without one when nothing was set up.
+    [[nodiscard]] bool StopPlay(const wchar_t* url) noexcept;
+
+    static constexpr DWORD kReplyLimitMs = CRtspConnection::kTimeLimitMs;
+    static constexpr DWORD kTurnWaitMs = 5000;
+
+    /// Test seam: runs in a beat that has found its client and not yet entered the gate.
+    using BeatHook = void (*)() noexcept;
+    static std::atomic<BeatHook> s_beatHook;
+
+private:
+    friend class CRtspKeepAlive;
+    class CTurn;
+    using HeaderList = std::initializer_list<std::pair<std::wstring_view, std::wstring_view>>;
+
+    void KeepAlive() noexcept;
+    bool SendOptions(const CTurn& turn);
+    void ForgetServer() noexcept;
+
+    // One request and its reply; only inside the gate.
+    [[nodiscard]] bool Exchange(const CTurn& turn, const wchar_t* method, const wchar_t* url, HeaderList headers,
+                                RtspResponse& response);
+    void InitRequest(const CTurn& turn, const wchar_t* method, const wchar_t* url, RtspRequest& request);
+    void SetAuthorization(const CTurn& turn, RtspRequest& request);
+    [[nodiscard]] bool SendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response);
+    [[nodiscard]] bool DoSendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response);
+    [[nodiscard]] bool ReadReply(const CTurn& turn, const RtspRequest& request, std::string& text,
+                                 RtspResponse& response);
+    [[nodiscard]] bool ReadFirstPiece(const CTurn& turn, const RtspRequest& request);
+    void ReadOtherPieces(const CTurn& turn, const RtspRequest& request);
+    [[nodiscard]] bool KeepPiece(const std::string& data, const RtspRequest& request);
+
+    void TakeSession(const CTurn& turn, const RtspResponse& response);
+
+    bool CreatePingTimer() noexcept;
+    void StartPingTimer(std::int32_t timeoutSeconds) noexcept;
+    void StopPingTimer() noexcept;
+    void ClosePingTimer() noexcept;
+
+    const DWORD m_replyLimitMs;
+
+    // Inside the gate only.
+    std::wstring m_server;
+    WORD m_port = 0;
+    std::wstring m_path;
+    std::wstring m_user;
+    std::wstring m_password;
+    CRtspConnection m_connection;
+    std::int32_t m_cseq = 1;
+    std::wstring m_sessionId;
+    CRtspReplyReader m_replies;
+    AuthorizationRequest m_authorization;
+
+    // The callers' alone.
+    RtspClientState m_state = RtspClientState::Init;
+    CSessionDescription m_description;
+    CRtspKeepAlive m_keepAlive;
+
+    CRtspExchangeGate m_gate;
+    std::atomic<bool> m_isClosing{false}; ///< whoever is inside the gate next, or leaves it, forgets the server
+};
