@@ -4,6 +4,8 @@
 
 namespace
 {
+constexpr int kPatientAttempts = 250;
+
 LogTime LocalTime() noexcept
 {
     SYSTEMTIME now{};
@@ -18,9 +20,10 @@ LogTime LocalTime() noexcept
 class [[nodiscard]] CAppendLock
 {
 public:
-    explicit CAppendLock(HANDLE file) noexcept : m_file(file)
+    /// `attempts` is 1 for a lock that is taken only when it is free.
+    CAppendLock(HANDLE file, int attempts) noexcept : m_file(file)
     {
-        for (int attempt = 0; attempt < kMaxAttempts && !m_isHeld; ++attempt)
+        for (int attempt = 0; attempt < attempts && !m_isHeld; ++attempt)
         {
             if (attempt != 0)
                 ::Sleep(attempt < kEagerAttempts ? 0 : 1);
@@ -29,6 +32,10 @@ public:
             if (!m_isHeld && ::GetLastError() != ERROR_LOCK_VIOLATION)
                 break; // a file system without locks
         }
+    }
+    bool IsHeld() const noexcept
+    {
+        return m_isHeld;
     }
     ~CAppendLock()
     {
@@ -41,7 +48,6 @@ public:
 
 private:
     static constexpr int kEagerAttempts = 50;
-    static constexpr int kMaxAttempts = 250;
 
     static OVERLAPPED Place() noexcept
     {
@@ -77,7 +83,9 @@ void CLogFileSink::Write(const LogMessage& message) noexcept
     try
     {
         const std::string line = LogLine::Compose(message, LocalTime(), ::GetCurrentThreadId());
-        const CAppendLock lock(m_file.get());
+        const CAppendLock lock(m_file.get(), m_lockIsStuck ? 1 : kPatientAttempts);
+        // Whoever keeps it that long keeps it longer: one line waits, not every line of a request with a time limit.
+        m_lockIsStuck = !lock.IsHeld();
         DWORD writtenBytes = 0;
         ::WriteFile(m_file.get(), line.data(), static_cast<DWORD>(line.size()), &writtenBytes, nullptr);
     }

@@ -3,6 +3,8 @@
 #include "Logging/OBLogManager.h"
 #include "Win32/Handles.h"
 
+#include <atomic>
+
 /// Appends each message as one line to a file that other threads and processes may be appending to as well.
 /// Owns the file handle. A line that cannot be written is lost, silently: there is nowhere to report it.
 class CLogFileSink final : public ILogSink
@@ -18,4 +20,5 @@ public:
 
 private:
     CKernelHandle m_file;
+    std::atomic<bool> m_lockIsStuck{false};
 };

@@ -53,6 +53,11 @@ catch (HRESULT hr)
 {
     return hr;
 }
+catch (...)
+{
+    // Nothing below throws anything else; should that change, the host must not be the one to find out.
+    return E_UNEXPECTED;
+}
 
 bool CAVCommand::ChooseCgiCommandSet(const Holder& holder)
 {
@@ -99,6 +104,7 @@ try
     std::wstring newServerName = TextOf(serverName);
     std::wstring newUserName = TextOf(userName);
     std::wstring newPassword = TextOf(password);
+    const int serverIndex = g_servers.FindOrAppend(newServerName, port);
     const HRESULT hr =
         m_httpRequest.OpenConnection(newServerName.c_str(), port, newUserName.c_str(), newPassword.c_str());
     if (FAILED(hr))
@@ -106,7 +112,7 @@ try
         Log(LogLevel::Error, L"CAVCommand::OpenConnection, failed to OpenConnection, hr = 0x%x", hr);
         return hr;
     }
-    m_serverIndex = g_servers.FindOrAppend(newServerName, port);
+    m_serverIndex = serverIndex;
     m_serverName = std::move(newServerName);
     m_port = port;
     m_userName = std::move(newUserName);
@@ -253,7 +259,7 @@ STDMETHODIMP CAVCommand::GetCameraSettings2(CameraSettings2* pSettings)
         CameraSettings3 settings = {};
         const HRESULT hr = commandSet.GetCameraSettings(pSettings != nullptr ? &settings : nullptr);
         static_assert(sizeof(*pSettings) == sizeof(settings), "two names for one layout");
-        if (SUCCEEDED(hr))
+        if (SUCCEEDED(hr) && pSettings != nullptr)
             std::memcpy(pSettings, &settings, sizeof(*pSettings));
         return hr;
     });

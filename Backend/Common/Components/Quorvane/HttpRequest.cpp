@@ -37,7 +37,8 @@ DWORD RequestTimeLimitMs(DWORD callersLimitMs)
 /// `limitMs` plus `extraMs`, short of the value that means "for ever".
 DWORD LongerBy(DWORD limitMs, DWORD extraMs)
 {
-    return limitMs + std::min(extraMs, std::numeric_limits<DWORD>::max() - 1 - limitMs);
+    constexpr DWORD kLongestMs = std::numeric_limits<DWORD>::max() - 1;
+    return limitMs < kLongestMs - extraMs ? limitMs + extraMs : kLongestMs;
 }
 
 /// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text.
@@ -215,7 +216,7 @@ try
 catch (const std::bad_alloc&)
 {
     Close();
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequest::OpenConnection, out of memory");
 }
 
 bool CAsyncHttpRequest::OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
@@ -267,10 +268,14 @@ void CAsyncHttpRequest::Close() noexcept
 
 void CAsyncHttpRequest::LetGoOfRequests() noexcept
 {
-    if (!m_sessionRequests || m_sessionRequests->WaitUntilNone(kCloseWaitMs))
+    if (!m_sessionRequests || m_sessionRequests->WaitUntilNone(0))
         return;
-    // Their contexts stay, and so does this library: WinInet may call back at any later time.
+    // One of WinInet's threads is inside our callback or will be. Even when it is done with our memory it still has to
+    // return through our code, which therefore stays.
     CWinApp::PinLibrary();
+    if (m_sessionRequests->WaitUntilNone(kCloseWaitMs))
+        return;
+    // Their contexts stay too.
     Log(LogLevel::Error, L"CAsyncHttpRequest::CloseSession, requests still pending after %d ms, left to WinInet",
         kCloseWaitMs);
     m_sessionRequests.reset();
@@ -304,11 +309,12 @@ try
 catch (const std::bad_alloc&)
 {
     response.clear();
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequest::SendRequest, out of memory");
 }
 catch (HRESULT hr)
 {
-    return hr;
+    response.clear();
+    return LogFailure(hr, LogLevel::Error, L"CAsyncHttpRequest::SendRequest, no request could be made, hr = 0x%x", hr);
 }
 
 HRESULT CAsyncHttpRequest::Exchange(const std::wstring& url, DWORD& statusCode, std::wstring& response,

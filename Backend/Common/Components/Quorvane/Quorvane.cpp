@@ -45,7 +45,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved
 
 STDAPI DllCanUnloadNow()
 {
-    return CWinApp::CanUnload() && CComModule::Get().LockCount() == 0 ? S_OK : S_FALSE;
+    // In this order: only a living object starts background work, so none can begin between the two questions.
+    return CComModule::Get().LockCount() == 0 && CWinApp::CanUnload() ? S_OK : S_FALSE;
 }
 
 // The entry points below are where a client's work begins, and none of them runs inside DllMain: the place to look at

@@ -111,13 +111,20 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
 CRequestBlock::CRequestBlock(CAsyncHttpRequest& requestOwner, std::shared_ptr<CSessionRequests> session)
     : RequestContext{&requestOwner, nullptr, 0, 0}, m_session(std::move(session))
 {
+    m_session->Add();
+}
+
+CRequestBlock::~CRequestBlock()
+{
+    // Here and not with the handle-closing notification: whoever waits for the session must also wait for the thread
+    // that is still on its way out of a notification.
+    m_session->Remove();
 }
 
 void CRequestBlock::LendToWinInet() noexcept
 {
     m_references.fetch_add(1, std::memory_order_relaxed);
     m_lentToWinInet = true;
-    m_session->Add();
 }
 
 void CRequestBlock::OpenFailed() noexcept
@@ -128,10 +135,8 @@ void CRequestBlock::OpenFailed() noexcept
 
 void CRequestBlock::ReturnFromWinInet() noexcept
 {
-    if (!m_lentToWinInet.exchange(false))
-        return;
-    m_session->Remove();
-    Release();
+    if (m_lentToWinInet.exchange(false))
+        Release();
 }
 
 void CRequestBlock::Abandon() noexcept

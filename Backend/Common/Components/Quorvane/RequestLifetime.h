@@ -23,7 +23,7 @@ struct RequestContext
     DWORD error;              ///< Win32 error of the last completed operation, 0 for success
 };
 
-/// Counts the requests of one WinInet session whose handle-closing notification has not arrived yet.
+/// Counts the requests of one WinInet session that WinInet may still call back about, or is inside a callback of.
 /// Shared by the session's owner and by every such request. Any thread may call anything.
 class CSessionRequests
 {
@@ -90,7 +90,7 @@ public:
 
 private:
     friend class CHandleUse;
-    ~CRequestBlock() = default;
+    ~CRequestBlock();
     void Notify(DWORD status, void* information) noexcept;
     /// Ends WinInet's share, once.
     void ReturnFromWinInet() noexcept;
@@ -100,7 +100,8 @@ private:
     /// Set in m_uses once the handle is to be closed; the other bits count who still uses it.
     static constexpr unsigned kClosing = 0x80000000u;
 
-    CCriticalSection m_lock; // held while a notification is inside the owner; recursive, see StatusCallback
+    CBackgroundWork m_backgroundWork; // first, so that it ends last: until then the library must stay loaded
+    CCriticalSection m_lock;          // held while a notification is inside the owner; recursive, see StatusCallback
     std::atomic<unsigned> m_uses{kClosing};
     std::atomic<HINTERNET> m_handle{nullptr};
     std::atomic<bool> m_completed{false};
@@ -108,7 +109,6 @@ private:
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
     std::shared_ptr<CSessionRequests> m_session;
-    CBackgroundWork m_backgroundWork; // the callback's code must stay loaded as long as WinInet may call it
 };
 
 /// Holds a request's handle for the length of one call, so that another thread cannot close it, and the system give
