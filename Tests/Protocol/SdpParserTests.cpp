@@ -1,0 +1,659 @@
+#include "Protocol/SdpParser.h"
+
+#include "Tests/Corpus/Sdp/SessionDescriptions.h"
+#include "Tests/Support/CapturingLogSink.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace
+{
+constexpr std::string_view kTypical = "v=0\r\n"
+                                      "o=- 1001 1 IN IP4 192.168.0.90\r\n"
+                                      "s=Media Presentation\r\n"
+                                      "m=video 0 RTP/AVP 96\r\n"
+                                      "a=rtpmap:96 H264/90000\r\n"
+                                      "a=fmtp:96 packetization-mode=1\r\n"
+                                      "a=control:trackID=1\r\n";
+
+CSessionDescription Parse(std::string_view text)
+{
+    CSessionDescription description;
+    description.Initialize(text, "rtsp://camera/base/");
+    return description;
+}
+
+/// The typical answer with one line replaced; by nothing at all when `to` is empty.
+std::string With(std::string_view from, std::string_view to)
+{
+    std::string text(kTypical);
+    const std::size_t position = text.find(from);
+    if (position == std::string::npos)
+        throw std::logic_error("no such line");
+    return text.replace(position, text.find("\r\n", position) + 2 - position,
+                        to.empty() ? std::string() : std::string(to) + "\r\n");
+}
+
+/// The media of a description that consists of these lines behind the session's.
+MediaDescription MediaOf(const std::string& lines)
+{
+    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines).Media().at(0);
+}
+
+/// What the media's formats are, as text, in the order of the map.
+std::vector<std::string> Formats(const MediaDescription& media)
+{
+    std::vector<std::string> result;
+    for (const auto& [key, format] : media.formats)
+        result.push_back(key + ":" + format.format + "|" + format.rtpmapPayloadType + "|" + format.encodingName + "|" +
+                         format.clockRate + "|" + format.encodingParameters + "|" + format.fmtpPayloadType + "|" +
+                         format.fmtpParameters);
+    return result;
+}
+
+std::wstring Wide(std::string_view text)
+{
+    return {text.begin(), text.end()};
+}
+} // namespace
+
+TEST(SessionDescription, TypicalAnswerIsUnderstood)
+{
+    const CLogCapture log;
+    const CSessionDescription description = Parse(kTypical);
+    EXPECT_TRUE(description.IsValid());
+    EXPECT_EQ(description.Source(), "rtsp://camera/base/");
+    EXPECT_EQ(description.Version(), "0");
+    EXPECT_EQ(description.SessionName(), "Media Presentation");
+    ASSERT_THAT(description.Media(), SizeIs(1));
+    const MediaDescription& media = description.Media()[0];
+    EXPECT_EQ(media.mediaType, "video");
+    EXPECT_EQ(media.port, "0");
+    EXPECT_EQ(media.protocol, "RTP/AVP");
+    EXPECT_EQ(media.control, "trackID=1");
+    EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000||96|packetization-mode=1"));
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST(SessionDescription, OriginHasSixTokens)
+{
+    const struct
+    {
+        const char* reason;
+        const char* line;
+        std::vector<std::string> fields;
+    } rows[] = {
+        {"all six", "o=root 12 34 IN IP4 10.0.0.1", {"root", "12", "34", "IN", "IP4", "10.0.0.1"}},
+        {"runs of blanks count as one", "o=root  12   34 IN IP6  ::1", {"root", "12", "34", "IN", "IP6", "::1"}},
+        {"missing tokens are empty", "o=root 12 34", {"root", "12", "34", "", "", ""}},
+        {"further tokens are ignored", "o=a b c d e f g", {"a", "b", "c", "d", "e", "f"}},
+        {"nothing", "o=", {"", "", "", "", "", ""}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CSessionDescription description = Parse(With("o=", row.line));
+        const SessionOrigin& origin = description.Origin();
+        EXPECT_EQ((std::vector<std::string>{origin.userName, origin.sessionId, origin.sessionVersion,
+                                            origin.networkType, origin.addressType, origin.address}),
+                  row.fields);
+    }
+}
+
+TEST(SessionDescription, ConnectionSplitsItsAddressAtSlashes)
+{
+    const struct
+    {
+        const char* reason;
+        const char* line;
+        std::vector<std::string> fields;
+    } rows[] = {
+        {"address alone", "c=IN IP4 10.0.0.1", {"IN", "IP4", "10.0.0.1", "", ""}},
+        {"with ttl", "c=IN IP4 224.2.1.1/127", {"IN", "IP4", "224.2.1.1", "127", ""}},
+        {"with ttl and number", "c=IN IP4 224.2.1.1/127/3", {"IN", "IP4", "224.2.1.1", "127", "3"}},
+        {"runs of separators", "c=IN  IP4   224.2.1.1//127", {"IN", "IP4", "224.2.1.1", "127", ""}},
+        {"no address", "c=IN IP4", {"IN", "IP4", "", "", ""}},
+        {"nothing", "c=", {"", "", "", "", ""}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CSessionDescription description = Parse(With("s=", std::string("s=x\r\n") + row.line));
+        const ConnectionData& connection = description.SessionConnection();
+        EXPECT_EQ((std::vector<std::string>{connection.networkType, connection.addressType, connection.address,
+                                            connection.ttl, connection.numberOfAddresses}),
+                  row.fields);
+    }
+}
+
+TEST(SessionDescription, MediaLineIsSplitIntoItsParts)
+{
+    const struct
+    {
+        const char* reason;
+        const char* line;
+        std::vector<std::string> fields; ///< type, port, number of ports, protocol, then the formats
+    } rows[] = {
+        {"usual", "m=video 0 RTP/AVP 96", {"video", "0", "", "RTP/AVP", "96"}},
+        {"number of ports", "m=audio 5004/2 RTP/AVP 0", {"audio", "5004", "2", "RTP/AVP", "0"}},
+        {"formats are ordered as text", "m=audio 0 RTP/AVP 97 8 100", {"audio", "0", "", "RTP/AVP", "100", "8", "97"}},
+        {"a format that is named twice counts once", "m=audio 0 RTP/AVP 8 8", {"audio", "0", "", "RTP/AVP", "8"}},
+        {"a format need not be a number", "m=application 0 udp wb", {"application", "0", "", "udp", "wb"}},
+        {"runs of blanks", "m=video   0  RTP/AVP  96 ", {"video", "0", "", "RTP/AVP", "96"}},
+        {"no formats", "m=video 0 RTP/AVP", {"video", "0", "", "RTP/AVP"}},
+        {"nothing", "m=", {"", "", "", ""}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const MediaDescription media = MediaOf(row.line);
+        std::vector<std::string> fields = {media.mediaType, media.port, media.numberOfPorts, media.protocol};
+        for (const auto& [key, format] : media.formats)
+        {
+            EXPECT_EQ(format.format, key);
+            fields.push_back(key);
+        }
+        EXPECT_EQ(fields, row.fields);
+    }
+}
+
+TEST(SessionDescription, LinesBelongToTheSessionUntilTheFirstMedia)
+{
+    const CSessionDescription description = Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=name\r\n"
+                                                  "i=session\r\nc=IN IP4 1.1.1.1\r\nb=AS:1\r\na=control:top\r\n"
+                                                  "m=video 0 RTP/AVP 96\r\n"
+                                                  "i=first\r\nc=IN IP4 2.2.2.2\r\nc=IN IP4 3.3.3.3\r\nb=AS:2\r\n"
+                                                  "a=control:one\r\n"
+                                                  "m=audio 0 RTP/AVP 0\r\n"
+                                                  "i=second\r\nb=AS:3\r\na=control:two\r\n");
+    EXPECT_EQ(description.SessionInformation(), "session");
+    EXPECT_EQ(description.SessionConnection().address, "1.1.1.1");
+    EXPECT_EQ(description.SessionBandwidth(), "AS:1");
+    EXPECT_EQ(description.SessionControl(), "top");
+    ASSERT_THAT(description.Media(), SizeIs(2));
+    const MediaDescription& first = description.Media()[0];
+    EXPECT_EQ(first.information, "first");
+    ASSERT_THAT(first.connections, SizeIs(2));
+    EXPECT_EQ(first.connections[0].address, "2.2.2.2");
+    EXPECT_EQ(first.connections[1].address, "3.3.3.3");
+    EXPECT_EQ(first.bandwidth, "AS:2");
+    EXPECT_EQ(first.control, "one");
+    const MediaDescription& second = description.Media()[1];
+    EXPECT_EQ(second.mediaType, "audio");
+    EXPECT_EQ(second.information, "second");
+    EXPECT_THAT(second.connections, IsEmpty());
+    EXPECT_EQ(second.bandwidth, "AS:3");
+    EXPECT_EQ(second.control, "two");
+}
+
+TEST(SessionDescription, LinesEndAtCrAndAtLf)
+{
+    const struct
+    {
+        const char* reason;
+        std::string_view end;
+    } rows[] = {{"as it should be", "\r\n"}, {"LF alone", "\n"},          {"CR alone", "\r"},
+                {"empty lines", "\r\n\r\n"}, {"the other way", "\n\r\n"}, {"CR twice", "\r\r\n"}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        std::string text(row.end);
+        for (const std::string_view line : {"v=0", "o=- 1 1 IN IP4 h", "s=name", "m=video 0 RTP/AVP 26"})
+            text.append(line).append(row.end);
+        EXPECT_TRUE(Parse(text).IsValid());
+        EXPECT_TRUE(Parse(text.substr(0, text.size() - row.end.size())).IsValid()) << "no end of the last line";
+        EXPECT_EQ(Parse(text).SessionName(), "name");
+    }
+}
+
+TEST(SessionDescription, LineTypesAreExact)
+{
+    const struct
+    {
+        const char* reason;
+        const char* line;
+    } rows[] = {
+        {"capital", "S=other"},
+        {"blank in front", " s=other"},
+        {"two letters", "ss=other"},
+        {"no equals sign", "s"},
+        {"colon", "s:other"},
+        {"empty type", "=other"},
+        {"time", "t=0 0"},
+        {"repeat", "r=7d 1h 0 25h"},
+        {"zone", "z=0 0"},
+        {"key", "k=clear:abc"},
+        {"mail", "e=NONE"},
+        {"phone", "p=+1"},
+        {"link", "u=http://other"},
+        {"unknown", "x=other"},
+        {"blank behind the type", "s =other"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CSessionDescription description = Parse(std::string(kTypical) + row.line + "\r\n");
+        EXPECT_EQ(description.SessionName(), "Media Presentation");
+        EXPECT_TRUE(description.IsValid());
+        EXPECT_THAT(description.Media(), SizeIs(1));
+    }
+}
+
+TEST(SessionDescription, ValuesAreKeptAsTheyStand)
+{
+    EXPECT_EQ(Parse(With("s=", "s= a = b ")).SessionName(), " a = b ") << "the first equals sign ends the type";
+    EXPECT_EQ(Parse(With("s=", "s=Kam\xC3\xA9ra")).SessionName(), "Kam\xC3\xA9ra") << "bytes above 127";
+    EXPECT_EQ(Parse(With("a=control", "a=control:rtsp://h:554/a")).Media()[0].control, "rtsp://h:554/a")
+        << "the first colon ends the name";
+    EXPECT_TRUE(Parse(With("s=", "s= ")).IsValid()) << "a session without a name has a blank there (RFC 4566, 5.3)";
+}
+
+TEST(SessionDescription, TheLastLineOfAKindCounts)
+{
+    EXPECT_EQ(Parse(With("s=", "s=one\r\ns=two")).SessionName(), "two");
+    EXPECT_EQ(Parse(With("a=control", "a=control:one\r\na=control:two")).Media()[0].control, "two");
+    EXPECT_EQ(Parse(With("o=", "o=a 1 1 IN IP4 h\r\no=b 2")).Origin().address, "");
+}
+
+TEST(SessionDescription, AttributesGoToTheirFields)
+{
+    const CSessionDescription description =
+        Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n"
+              "a=tool:server 1.0\r\na=charset:utf-8\r\na=type:broadcast\r\n"
+              "a=transform:session\r\na=framerate:session\r\na=quality:session\r\n"
+              "m=video 0 RTP/AVP 26\r\n"
+              "a=transform:1,0,0\r\na=framerate:12.5\r\na=quality:9\r\na=recvonly\r\na=unknown:x\r\n");
+    EXPECT_EQ(description.Tool(), "server 1.0");
+    EXPECT_EQ(description.Charset(), "utf-8");
+    EXPECT_EQ(description.Type(), "broadcast");
+    const MediaDescription& media = description.Media()[0];
+    EXPECT_EQ(media.transform, "1,0,0");
+    EXPECT_EQ(media.frameRate, "12.5");
+    EXPECT_EQ(media.quality, "9");
+}
+
+TEST(SessionDescription, SessionAttributesCountInsideAMediaToo)
+{
+    const CSessionDescription description =
+        Parse(std::string(kTypical) + "a=tool:t\r\na=charset:c\r\na=type:broadcast\r\n");
+    EXPECT_EQ(description.Tool(), "t");
+    EXPECT_EQ(description.Charset(), "c");
+    EXPECT_EQ(description.Type(), "broadcast");
+}
+
+TEST(SessionDescription, SomeAttributeNamesCountInAnyCase)
+{
+    const CSessionDescription description = Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n"
+                                                  "a=Tool:t\r\na=CHARSET:c\r\na=Type:t\r\na=Control:top\r\n"
+                                                  "m=video 0 RTP/AVP 96\r\n"
+                                                  "a=CONTROL:one\r\na=RtpMap:96 H264/90000\r\na=FMTP:96 x=1\r\n"
+                                                  "a=FrameRate:25\r\na=Quality:5\r\na=Transform:1\r\n");
+    EXPECT_EQ(description.Tool(), "") << "exact";
+    EXPECT_EQ(description.Charset(), "") << "exact";
+    EXPECT_EQ(description.Type(), "") << "exact";
+    EXPECT_EQ(description.SessionControl(), "top");
+    const MediaDescription& media = description.Media()[0];
+    EXPECT_EQ(media.control, "one");
+    EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000||96|x=1"));
+    EXPECT_EQ(media.frameRate, "25");
+    EXPECT_EQ(media.quality, "5");
+    EXPECT_EQ(media.transform, "") << "exact";
+}
+
+TEST(SessionDescription, RtpmapIsCutAtBlanksAndSlashes)
+{
+    const struct
+    {
+        const char* reason;
+        const char* value;
+        const char* format; ///< null: the attribute is invalid
+    } rows[] = {
+        {"usual", "96 H264/90000", "96|H264|90000|"},
+        {"channels", "96 L16/44100/2", "96|L16|44100|2"},
+        {"blank behind the clock rate", "96 H264/90000 ", "96|H264|90000|"},
+        {"a blank ends the clock rate", "96 H264/90000 2", "96|H264|90000|2"},
+        {"further parts are ignored", "96 L16/44100/2/3", "96|L16|44100|2"},
+        {"runs of separators", "96   H264//90000", "96|H264|90000|"},
+        {"blank in front", " 96 H264/90000", "96|H264|90000|"},
+        {"blank inside the name", "96 H 264/90000", "96|H 264|90000|"},
+        {"no clock rate", "96 H264", nullptr},
+        {"empty clock rate", "96 H264/", nullptr},
+        {"no name", "96 /90000", nullptr},
+        {"payload type alone", "96", nullptr},
+        {"nothing", "", nullptr},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CLogCapture log;
+        const MediaDescription media = MediaOf("m=video 0 RTP/AVP 96\r\na=rtpmap:" + std::string(row.value) + "\r\n");
+        const std::wstring invalid =
+            L"1 CSessionDescription::Initialize, invalid rtpmap: " + Wide(row.value) + L", ignored";
+        if (row.format != nullptr)
+        {
+            EXPECT_THAT(Formats(media), ElementsAre("96:96|" + std::string(row.format) + "||"));
+            EXPECT_THAT(log.Lines(), IsEmpty());
+        }
+        else
+        {
+            EXPECT_THAT(Formats(media), ElementsAre("96:96||||||"));
+            ASSERT_FALSE(log.Lines().empty());
+            EXPECT_EQ(log.Lines()[0], invalid);
+        }
+    }
+}
+
+TEST(SessionDescription, FmtpIsCutAtItsFirstBlank)
+{
+    const struct
+    {
+        const char* reason;
+        const char* value;
+        const char* format; ///< null: the attribute is invalid
+    } rows[] = {
+        {"usual", "26 a=1;b=2", "26|a=1;b=2"},       {"blanks inside the parameters", "26 a=1; b=2 ", "26|a=1; b=2 "},
+        {"run of blanks", "26   a=1", "26|a=1"},     {"no parameters", "26", nullptr},
+        {"blanks for parameters", "26   ", nullptr}, {"nothing", "", nullptr},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CLogCapture log;
+        const MediaDescription media = MediaOf("m=video 0 RTP/AVP 26\r\na=fmtp:" + std::string(row.value) + "\r\n");
+        if (row.format != nullptr)
+        {
+            EXPECT_THAT(Formats(media), ElementsAre("26:26|||||" + std::string(row.format)));
+            EXPECT_THAT(log.Lines(), IsEmpty());
+        }
+        else
+        {
+            EXPECT_THAT(Formats(media), ElementsAre("26:26||||||"));
+            EXPECT_THAT(log.Lines(), ElementsAre(L"1 CSessionDescription::Initialize, invalid fmtp: " +
+                                                 Wide(row.value) + L", ignored"));
+        }
+    }
+}
+
+TEST(SessionDescription, AttributesOfFormatsThatAreNotListedMakeAnEntry)
+{
+    const CLogCapture log;
+    const MediaDescription media =
+        MediaOf("m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=rtpmap:97 H265/90000\r\na=fmtp:98 x=1\r\n");
+    EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000|||", "97:|97|H265|90000|||", "98:|||||98|x=1"));
+    // Complained about, no more.
+    EXPECT_THAT(log.Lines(), ElementsAre(L"1 MediaDescription::IsValid, invalid entry in format info map (97 : ), "
+                                         L"media type: video",
+                                         L"1 MediaDescription::IsValid, invalid entry in format info map (98 : ), "
+                                         L"media type: video"));
+}
+
+TEST(SessionDescription, FormatAttributesOutsideAMediaAreLoggedAndIgnored)
+{
+    const CLogCapture log;
+    const CSessionDescription description =
+        Parse(With("s=", "s=x\r\na=rtpmap:96 H265/90000\r\na=fmtp:96 x=1\r\na=rtpmap\r\na=fmtp:"));
+    EXPECT_TRUE(description.IsValid());
+    EXPECT_THAT(Formats(description.Media()[0]), ElementsAre("96:96|96|H264|90000||96|packetization-mode=1"));
+    EXPECT_THAT(
+        log.Lines(),
+        ElementsAre(L"1 CSessionDescription::Initialize, pMedia is NULL when parsing rtpmap: 96 H265/90000, ignored",
+                    L"1 CSessionDescription::Initialize, pMedia is NULL when parsing fmtp: 96 x=1, ignored",
+                    L"1 CSessionDescription::Initialize, pMedia is NULL when parsing rtpmap: , ignored",
+                    L"1 CSessionDescription::Initialize, pMedia is NULL when parsing fmtp: , ignored"));
+}
+
+TEST(SessionDescription, EmptyTextIsInvalidAndSaysNothing)
+{
+    const CLogCapture log;
+    const CSessionDescription description = Parse("");
+    EXPECT_FALSE(description.IsValid());
+    EXPECT_EQ(description.Source(), "rtsp://camera/base/");
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST(SessionDescription, InitializeForgetsWhatWasThere)
+{
+    CSessionDescription description = Parse(std::string(kTypical) + "a=tool:t\r\na=charset:c\r\na=type:t\r\n");
+    description.Initialize("i=new\r\n", "other");
+    EXPECT_FALSE(description.IsValid());
+    EXPECT_EQ(description.Source(), "other");
+    EXPECT_EQ(description.SessionInformation(), "new");
+    EXPECT_EQ(description.Version(), "");
+    EXPECT_EQ(description.Origin().userName, "");
+    EXPECT_EQ(description.Tool() + description.Charset() + description.Type(), "");
+    EXPECT_THAT(description.Media(), IsEmpty());
+
+    description = Parse(kTypical);
+    description.Clear();
+    EXPECT_EQ(description.Source() + description.Version() + description.SessionName(), "");
+    EXPECT_THAT(description.Media(), IsEmpty());
+}
+
+TEST(SessionDescription, RulesOfTheSession)
+{
+    constexpr std::wstring_view kOriginLine = L"1 SessionOrigin::IsValid, invalid value";
+    constexpr std::wstring_view kMediaLine = L"1 CSessionDescription::IsValid, invalid media at index: 0";
+    const struct
+    {
+        const char* reason;
+        const char* from;
+        const char* to;
+        bool isValid;
+        std::vector<std::wstring_view> lines; ///< without the one that quotes the whole text
+    } rows[] = {
+        {"version 1", "v=0", "v=1", false, {}},
+        {"version 00", "v=0", "v=00", false, {}},
+        {"blank behind the version", "v=0", "v=0 ", false, {}},
+        {"no version", "v=0", "", false, {}},
+        {"no session name", "s=", "", false, {}},
+        {"empty session name", "s=", "s=", false, {}},
+        {"no origin", "o=", "", false, {}},
+        {"no session version", "o=", "o=- 1", false, {}},
+        {"wrong network", "o=", "o=- 1 1 ATM IP4 h", false, {kOriginLine}},
+        {"wrong address type", "o=", "o=- 1 1 IN IP5 h", false, {kOriginLine}},
+        {"no network", "o=", "o=- 1 1", false, {kOriginLine}},
+        {"lower case", "o=", "o=- 1 1 in ip4 h", true, {}},
+        {"version 6 of the protocol", "o=", "o=- 1 1 IN ip6 h", true, {}},
+        {"no address", "o=", "o=- 1 1 IN IP4", true, {}},
+        {"no media", "m=", "", false, {}},
+        {"bad media", "m=", "m=video", false, {kMediaLine}},
+        {"charset, as it should be", "a=control", "a=charset:iso-10646", true, {}},
+        {"charset in any case", "a=control", "a=charset:UTF-8", true, {}},
+        {"another charset",
+         "a=control",
+         "a=charset:ISO-8859-1",
+         true,
+         {L"1 CSessionDescription::IsValid, charset=ISO-8859-1"}},
+        {"type in any case", "a=control", "a=type:Broadcast", true, {}},
+        {"another type", "a=control", "a=type:meeting", true, {L"1 CSessionDescription::IsValid, type=meeting"}},
+        {"the session's connection is not looked at", "s=", "s=x\r\nc=XX YY", true, {}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        std::string text = With(row.from, row.to);
+        if (std::string_view(row.to).empty() && std::string_view(row.from) == "m=")
+            text = text.substr(0, text.find("a=rtpmap"));
+        std::vector<std::wstring> expected(row.lines.begin(), row.lines.end());
+        const CLogCapture log;
+        const CSessionDescription description = Parse(text);
+        if (!row.isValid)
+            expected.push_back(L"1 CSessionDescription::Initialize, invalid session description string: " + Wide(text));
+        EXPECT_EQ(log.Lines(), expected);
+        EXPECT_EQ(description.IsValid(), row.isValid);
+    }
+}
+
+TEST(SessionDescription, InvalidMediaIsNamedByItsIndex)
+{
+    const CLogCapture log;
+    const CSessionDescription description =
+        Parse("v=0\no=- 1 1 IN IP4 h\ns=x\nm=video 0 RTP/AVP 26\nm=data 0 udp x\nm=gone 0 udp x\n");
+    EXPECT_FALSE(description.IsValid());
+    EXPECT_THAT(description.Media(), SizeIs(3)) << "what was parsed is kept";
+    ASSERT_THAT(log.Lines(), SizeIs(5));
+    EXPECT_EQ(log.Lines()[0], L"1 MediaDescription::IsValid, invalid mediaType: data");
+    EXPECT_EQ(log.Lines()[1], L"1 CSessionDescription::IsValid, invalid media at index: 1");
+}
+
+TEST(SessionDescription, RulesOfAMedia)
+{
+    const std::wstring noRtpmap = L"1 MediaDescription::IsValid, invalid media, dynamic rtp payload type (96) has no "
+                                  L"valid rtpmap, media type: video";
+    const std::wstring badValue = L"1 ConnectionData::IsValid, invalid value";
+    const std::wstring badConnection =
+        L"1 MediaDescription::IsValid, invalid connection data at index: 0 for media: video";
+    const struct
+    {
+        const char* reason;
+        std::string lines;
+        bool isValid;
+        std::vector<std::wstring> log;
+    } rows[] = {
+        {"audio", "m=audio 0 RTP/AVP 0", true, {}},
+        {"text, in any case", "m=TEXT 0 RTP/AVP 0", true, {}},
+        {"application", "m=application 0 RTP/AVP 0", true, {}},
+        {"message", "m=message 0 udp 0", true, {}},
+        {"data", "m=data 0 RTP/AVP 0", false, {L"1 MediaDescription::IsValid, invalid mediaType: data"}},
+        {"secure profile", "m=video 0 rtp/savp 0", true, {}},
+        {"UDP", "m=video 0 UDP 0", true, {}},
+        {"feedback profile",
+         "m=video 0 RTP/AVPF 0",
+         false,
+         {L"1 MediaDescription::IsValid, invalid protocol: RTP/AVPF, media type: video"}},
+        {"over TCP",
+         "m=video 0 TCP 0",
+         false,
+         {L"1 MediaDescription::IsValid, invalid protocol: TCP, media type: video"}},
+        {"nothing at all", "m=", false, {}},
+        {"no port", "m=video", false, {}},
+        {"no protocol", "m=video 0", false, {}},
+        {"no format",
+         "m=video 0 RTP/AVP",
+         false,
+         {L"1 MediaDescription::IsValid, invalid media, has no format, mediaType: video"}},
+        {"no format, before the type is looked at",
+         "m=data 0 XYZ",
+         false,
+         {L"1 MediaDescription::IsValid, invalid media, has no format, mediaType: data"}},
+        {"dynamic format without rtpmap", "m=video 0 RTP/AVP 96", true, {noRtpmap}},
+        {"the same over the secure profile", "m=video 0 RTP/SAVP 96", true, {}},
+        {"the same in lower case", "m=video 0 rtp/avp 96", true, {}},
+        {"highest static format", "m=video 0 RTP/AVP 95", true, {}},
+        {"a format's leading digits are its number",
+         "m=video 0 RTP/AVP 96x",
+         true,
+         {L"1 MediaDescription::IsValid, invalid media, dynamic rtp payload type (96x) has no valid rtpmap, media "
+          L"type: video"}},
+        {"a format that is no number", "m=video 0 RTP/AVP x", true, {}},
+        {"connection, as it should be", "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1", true, {}},
+        {"lower case address type", "m=video 0 udp 0\r\nc=IN ip6 ff02::1", true, {}},
+        {"lower case network type", "m=video 0 udp 0\r\nc=in IP4 224.2.1.1", true, {badValue, badConnection}},
+        {"no address", "m=video 0 udp 0\r\nc=IN IP4", true, {badValue, badConnection}},
+        {"wrong address type", "m=video 0 udp 0\r\nc=IN IP5 224.2.1.1", true, {badValue, badConnection}},
+        {"time to live 127", "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/127", true, {}},
+        {"time to live 0", "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/0", true, {}},
+        {"time to live 255", "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/255", true, {}},
+        {"time to live 256",
+         "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/256",
+         true,
+         {L"1 ConnectionData::IsValid, invalid ttl: 256", badConnection}},
+        {"time to live 300",
+         "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/300",
+         true,
+         {L"1 ConnectionData::IsValid, invalid ttl: 300", badConnection}},
+        {"negative time to live",
+         "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/-1",
+         true,
+         {L"1 ConnectionData::IsValid, invalid ttl: -1", badConnection}},
+        {"a time to live that is no number is 0", "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1/x", true, {}},
+        {"the second connection",
+         "m=video 0 udp 0\r\nc=IN IP4 224.2.1.1\r\nc=IN IP4 224.2.1.1/999",
+         true,
+         {L"1 ConnectionData::IsValid, invalid ttl: 999",
+          L"1 MediaDescription::IsValid, invalid connection data at index: 1 for media: video"}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const MediaDescription media = MediaOf(row.lines);
+        const CLogCapture log;
+        EXPECT_EQ(media.IsValid(), row.isValid);
+        EXPECT_EQ(log.Lines(), row.log);
+    }
+}
+
+TEST(SessionDescription, IncompleteRtpmapOfADynamicFormatIsLogged)
+{
+    // The parser stores complete ones only; the record can hold others.
+    for (auto field : {&MediaFormat::rtpmapPayloadType, &MediaFormat::encodingName, &MediaFormat::clockRate})
+    {
+        MediaDescription media = Parse(kTypical).Media()[0];
+        EXPECT_TRUE(media.IsValid());
+        (media.formats.at("96").*field).clear();
+        const CLogCapture log;
+        EXPECT_TRUE(media.IsValid());
+        EXPECT_THAT(log.Lines(), ElementsAre(L"1 MediaDescription::IsValid, invalid media, dynamic rtp payload type "
+                                             L"(96) has no valid rtpmap, media type: video"));
+    }
+}
+
+TEST(SessionDescription, RecordedShapesAreValid)
+{
+    for (const SdpCorpus::SessionDescription& camera : SdpCorpus::kCameras)
+    {
+        SCOPED_TRACE(camera.shape);
+        const CSessionDescription description = Parse(camera.text);
+        EXPECT_TRUE(description.IsValid());
+        EXPECT_EQ(description.SessionControl(), camera.sessionControl);
+    }
+}
+
+TEST(SessionDescription, CutOrDamagedTextsNeverHurt)
+{
+    // Under the sanitizers this shows reads beyond a text, too: each copy ends where its block ends.
+    std::mt19937 random(4566);
+    constexpr std::string_view kNoise = "=:/ \r\n;,am0v\0\xFF";
+    for (const SdpCorpus::SessionDescription& camera : SdpCorpus::kCameras)
+    {
+        for (std::size_t length = 0; length <= camera.text.size(); ++length)
+        {
+            const std::vector<char> cut(camera.text.begin(), camera.text.begin() + static_cast<std::ptrdiff_t>(length));
+            const CSessionDescription description = Parse({cut.data(), cut.size()});
+            ASSERT_LE(description.Media().size(), 6u);
+        }
+        for (int round = 0; round < 300; ++round)
+        {
+            std::vector<char> damaged(camera.text.begin(), camera.text.end());
+            for (int change = 0; change < 12; ++change)
+                damaged[random() % damaged.size()] = kNoise[random() % kNoise.size()];
+            const CSessionDescription description = Parse({damaged.data(), damaged.size()});
+            for (const MediaDescription& media : description.Media())
+                ASSERT_LE(media.control.size(), damaged.size());
+        }
+    }
+}
+
+TEST(SessionDescription, LongTextsTakeLinearTime)
+{
+    // A thousand media and a hundred thousand lines: quadratic work would not end within the test's time limit.
+    std::string text = "v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n";
+    for (int media = 0; media < 1000; ++media)
+    {
+        text += "m=video 0 RTP/AVP 96\r\n";
+        for (int line = 0; line < 100; ++line)
+            text += "a=rtpmap:96 H264/90000\r\n";
+    }
+    EXPECT_THAT(Parse(text).Media(), SizeIs(1000));
+    EXPECT_FALSE(Parse(std::string(4 << 20, '=')).IsValid());
+    EXPECT_FALSE(Parse("m=" + std::string(4 << 20, ' ')).IsValid());
+}
