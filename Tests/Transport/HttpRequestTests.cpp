@@ -1,81 +1,19 @@
-#include "HttpRequest.h"
-
-#include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/HandleCount.h"
 #include "Tests/Support/RegistryValueGuard.h"
-#include "Tests/Support/ScriptedCamera.h"
+#include "Tests/Transport/HttpRequestFixture.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace
 {
-constexpr DWORD kAmpleMs = 10000;
-constexpr DWORD kShortMs = 200;
 constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
 constexpr wchar_t kTimeoutValue[] = L"CameraCGICommandTimeout";
 
-DWORD s_fakeTick = 0;
-DWORD WINAPI FakeTickCount()
+class HttpRequest : public HttpRequestTest
 {
-    return s_fakeTick;
-}
-
-ScriptedReply Silent()
-{
-    ScriptedReply reply;
-    reply.silentAfter = true;
-    return reply;
-}
-
-ScriptedReply Raw(std::string bytes)
-{
-    ScriptedReply reply;
-    reply.bytes = std::move(bytes);
-    reply.closeAfter = true;
-    return reply;
-}
-
-struct Answer
-{
-    HRESULT hr = E_PENDING;
-    DWORD statusCode = 4711;
-    std::wstring body = L"left over";
-};
-
-class HttpRequest : public ::testing::Test
-{
-protected:
-    void Open(std::vector<ScriptedReply> script, const wchar_t* user = L"", const wchar_t* password = L"")
-    {
-        m_camera.emplace(std::move(script));
-        ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", m_camera->Port(), user, password));
-    }
-    Answer Get(const std::wstring& url = L"command/inquiry.cgi?inq=system", DWORD timeoutMs = kAmpleMs)
-    {
-        Answer answer;
-        answer.hr = m_http.SendRequest(url, answer.statusCode, answer.body, L"GET", timeoutMs);
-        return answer;
-    }
-
-    /// How often exactly this message was logged at this level.
-    std::size_t CountLines(LogLevel level, const std::wstring& text) const
-    {
-        const std::vector<CapturedMessage> messages = m_log.Messages();
-        return static_cast<std::size_t>(std::ranges::count_if(
-            messages, [&](const CapturedMessage& message) { return message.level == level && message.text == text; }));
-    }
-
-    CLogCapture m_log;
-    std::optional<CScriptedCamera> m_camera; // outlives the connection to it
-    CAsyncHttpRequest m_http{&FakeTickCount};
 };
 
 std::string Body(std::size_t lengthBytes)
@@ -141,6 +79,36 @@ TEST_F(HttpRequest, EmptyUrlAndVerbMeanGetOfTheRoot)
     std::wstring body;
     ASSERT_EQ(S_OK, m_http.SendRequest(L"", statusCode, body, L"", kAmpleMs));
     EXPECT_EQ("GET / HTTP/1.1", RequestLine(m_camera->Requests().at(0)));
+}
+
+TEST_F(HttpRequest, VerbIsSentAndHashedIntoTheDigestAnswer)
+{
+    // Without qop the answer holds nothing random: MD5(MD5("user:cam:pass"):n1:MD5("VERB:command/x.cgi")), RFC 2617
+    // section 3.2.2.1.
+    const struct
+    {
+        const wchar_t* verb;
+        const char* requestLine;
+        const char* response;
+    } rows[] = {
+        {L"GET", "GET /command/x.cgi HTTP/1.1", "df717aa1ed87511a5116f32053439a76"},
+        {L"POST", "POST /command/x.cgi HTTP/1.1", "f35f579787b0495c90346e730fbf551f"},
+        {L"PUT", "PUT /command/x.cgi HTTP/1.1", "8b9eb3d41fce66b4bae7d3f24a9a27dc"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.requestLine);
+        Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpReply(200, "ok")},
+             L"user", L"pass");
+        EXPECT_EQ(L"ok", Send(row.verb, L"command/x.cgi").body);
+        const auto requests = m_camera->Requests();
+        ASSERT_EQ(2u, requests.size());
+        EXPECT_EQ(row.requestLine, RequestLine(requests[0]));
+        EXPECT_EQ(row.requestLine, RequestLine(requests[1]));
+        EXPECT_NE(std::string::npos,
+                  HeaderValue(requests[1], "Authorization").find("response=\"" + std::string(row.response) + "\""))
+            << HeaderValue(requests[1], "Authorization");
+    }
 }
 
 TEST_F(HttpRequest, StatusDecidesResultBodyAndLogLevel)
@@ -226,6 +194,9 @@ TEST_F(HttpRequest, RefusalWithoutAChallengeIsNotSentAgain)
     EXPECT_EQ(1u, m_camera->Requests().size());
     EXPECT_EQ(1u, CountLines(LogLevel::Debug,
                              L"CAsyncHttpRequest::SendRequest, failed to get authenticate header, url: 'x'"));
+    // ERROR_HTTP_HEADER_NOT_FOUND, asking for HTTP_QUERY_WWW_AUTHENTICATE
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequest::HttpQueryInfoStringA, HttpQueryInfo failed, "
+                                              L"dwLastError = 12150, dwInfoLevel = 40"));
 }
 
 TEST_F(HttpRequest, CloseForgetsTheChallenge)
@@ -284,7 +255,11 @@ TEST_F(HttpRequest, ChallengeLongerThanTheFirstBufferIsReadWhole)
     ASSERT_EQ(S_OK, Get().hr);
     EXPECT_NE(std::string::npos,
               HeaderValue(m_camera->Requests().at(1), "Authorization").find(", opaque=\"" + opaque + "\""));
-    EXPECT_EQ(1u, m_log.Count(L"CAsyncHttpRequest::HttpQueryInfoStringA, insufficient buffer, try again "));
+    // As WinInet reports it: the characters of the value and the one that ends them.
+    const std::size_t sizeBytes = std::string("Digest realm=\"cam\", nonce=\"n1\", opaque=\"\"").size() + 2000 + 1;
+    EXPECT_EQ(1u, CountLines(LogLevel::Debug, L"CAsyncHttpRequest::HttpQueryInfoStringA, insufficient buffer, try "
+                                              L"again with new buffer size = " +
+                                                  std::to_wstring(sizeBytes) + L", dwInfoLevel = 40"));
 }
 
 TEST_F(HttpRequest, BodiesOfAnyLengthArriveWhole)
@@ -328,9 +303,7 @@ TEST_F(HttpRequest, BodyBeyondTheLimitIsGivenUp)
 
 TEST_F(HttpRequest, BodyThatStallsFails)
 {
-    ScriptedReply stalling{"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly this"};
-    stalling.silentAfter = true;
-    Open({stalling, HttpReply(200, "fine")});
+    Open({StalledBody(), HttpReply(200, "fine")});
     const Answer answer = Get(L"x", kShortMs);
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(200u, answer.statusCode);
@@ -352,23 +325,57 @@ TEST_F(HttpRequest, SilentCameraTimesOutWithTheTimeoutResultInBothPlaces)
 
 TEST_F(HttpRequest, TimeoutIsLoggedOnceAnHourUntilARequestSucceeds)
 {
-    constexpr DWORD kHourMs = 3'600'000;
     const std::wstring message = L"CAsyncHttpRequest::DoSendRequest, timeout";
     Open({Silent(), Silent(), Silent(), Silent(), HttpReply(200, "back"), Silent()});
-    s_fakeTick = 0xFFFFFFF0u; // the tick count wraps around within the hour
+    g_fakeTick = 0xFFFFFFF0u; // the tick count wraps around within the hour
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, message));
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, message)) << "within the hour";
-    s_fakeTick += kHourMs;
+    g_fakeTick += kHourMs;
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, message)) << "exactly an hour is not more than an hour";
-    s_fakeTick += 1;
+    g_fakeTick += 1;
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(2u, CountLines(LogLevel::Error, message)) << "an hour has passed";
     EXPECT_EQ(S_OK, Get().hr);
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(3u, CountLines(LogLevel::Error, message)) << "the camera was back in between";
+}
+
+TEST_F(HttpRequest, FailedRequestOfAnyKindDoesNotEndTheHour)
+{
+    const struct
+    {
+        const char* reason;
+        ScriptedReply reply;
+        DWORD timeoutMs;
+        HRESULT hr;
+        std::size_t lines; // about the two time-outs around the reply
+    } rows[] = {
+        {"body that stalls", StalledBody(), kShortMs, E_FAIL, 1},
+        {"failing status", HttpReply(404, "none"), kAmpleMs, E_FAIL, 1},
+        {"refusal without a challenge", HttpReply(401, ""), kAmpleMs, E_FAIL, 1},
+        {"connection closed without an answer", Raw(""), kAmpleMs, E_FAIL, 1},
+        {"success", HttpReply(200, "ok"), kAmpleMs, S_OK, 2},
+        {"inner error of the camera, whose body is wanted", HttpReply(500, "ok"), kAmpleMs, S_OK, 2},
+        {"no content", ScriptedReply{"HTTP/1.1 204 No Content\r\n\r\n"}, kAmpleMs, S_OK, 2},
+    };
+    constexpr DWORD kHopelessMs = 50;
+    std::vector<ScriptedReply> script;
+    for (const auto& row : rows)
+        script.insert(script.end(), {Silent(), row.reply, Silent()});
+    Open(script);
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        m_log.Clear();
+        g_fakeTick += kHourMs + 1;
+        EXPECT_EQ(kRequestTimeout, Get(L"x", kHopelessMs).hr);
+        EXPECT_EQ(row.hr, Get(L"x", row.timeoutMs).hr);
+        EXPECT_EQ(kRequestTimeout, Get(L"x", kHopelessMs).hr);
+        EXPECT_EQ(row.lines, CountLines(LogLevel::Error, L"CAsyncHttpRequest::DoSendRequest, timeout"));
+    }
 }
 
 TEST_F(HttpRequest, UnreachableCameraFailsAndIsLoggedOnce)
