@@ -32,21 +32,37 @@ configure_and_build() {
 
 # Processes that died with requests open leave files in the Internet cache that slow down every later request.
 clean_internet_cache() {
-    local users=build/wineprefix/drive_c/users
-    [[ -d $users ]] || return 0
-    find "$users" -type d \( -name 'Temporary Internet Files' -o -name INetCache \) -prune -exec rm -rf {} +
+    local users
+    for users in build/wineprefix*/drive_c/users; do
+        [[ -d $users ]] || continue
+        find "$users" -type d \( -name 'Temporary Internet Files' -o -name INetCache \) -prune -exec rm -rf {} +
+    done
 }
 
-# Keeps the prefix's server alive between programs, until this script ends; without it every program of Windows starts
-# the whole prefix anew. What still runs in our own prefix then is ended with it.
+# keep_wineserver [PREFIX ...]
+# Keeps each prefix's server alive between programs, until this script ends; without it every program of Windows starts
+# the whole prefix anew. What still runs in our own prefixes then is ended with it.
+kept_prefixes=()
 keep_wineserver() {
-    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
-    export WINEPREFIX=$PWD/build/wineprefix
-    # A server that is about to end by itself cannot be made to stay.
-    wineserver --wait
-    wineserver --persistent
-    trap 'wineserver --kill || true' EXIT
-    # The prefix's services stay too, and keep the output of the program that started them: not that of a test, whose
-    # end CTest would wait for.
-    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+    (($#)) || set -- wineprefix
+    local name prefix
+    for name in "$@"; do
+        prefix=$PWD/build/$name
+        QUORVANE_WINEPREFIX=$prefix Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+        # A server that is about to end by itself cannot be made to stay.
+        WINEPREFIX=$prefix wineserver --wait
+        WINEPREFIX=$prefix wineserver --persistent
+        kept_prefixes+=("$prefix")
+        trap end_wineservers EXIT
+        # The prefix's services stay too, and keep the output of the program that started them: not that of a test,
+        # whose end CTest would wait for.
+        QUORVANE_WINEPREFIX=$prefix Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+    done
+}
+
+end_wineservers() {
+    local prefix
+    for prefix in "${kept_prefixes[@]}"; do
+        WINEPREFIX=$prefix wineserver --kill || true
+    done
 }

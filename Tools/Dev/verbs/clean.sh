@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# removes build/, the Wine prefix in it included
+# removes build/, the Wine prefixes in it included
 source Tools/Dev/common.sh
-if [[ -d build/wineprefix ]] && command -v wineserver >/dev/null; then
-    # Programs of this prefix that still run would keep files open.
-    WINEPREFIX="$PWD/build/wineprefix" wineserver --kill >/dev/null 2>&1 || true
+if command -v wineserver >/dev/null; then
+    # Programs of our prefixes that still run would keep files open.
+    for prefix in "$PWD"/build/wineprefix*; do
+        [[ ! -d $prefix ]] || WINEPREFIX=$prefix wineserver --kill >/dev/null 2>&1 || true
+    done
 fi
 rm -rf build

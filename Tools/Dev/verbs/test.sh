@@ -12,7 +12,7 @@ ensure_setup
 configure_and_build native
 configure_and_build win32
 # Also creates a new prefix, outside of the tests' time limits.
-keep_wineserver
+keep_wineserver wineprefix wineprefix-second
 clean_internet_cache
 
 status=0
