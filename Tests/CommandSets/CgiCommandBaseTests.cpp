@@ -2,13 +2,12 @@
 
 #include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/FailingTaskMemory.h"
+#include "Tests/Support/VtableSlot.h"
 #include "Win32/ComMemory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <vector>
 
 using testing::ElementsAre;
@@ -29,19 +28,6 @@ public:
         m_videoStandard = standard;
     }
 };
-
-/// Where the operation stands in the vtable. A pointer to a virtual member function holds one more than its offset
-/// (Itanium C++ ABI, 2.3.2).
-template <class Member>
-std::size_t SlotOf(Member member)
-{
-    std::uintptr_t word = 0;
-    static_assert(sizeof(member) >= sizeof(word));
-    std::memcpy(&word, &member, sizeof(word));
-    EXPECT_EQ(word % sizeof(void*), 1u) << "not virtual";
-    const std::size_t position = (word - 1) / sizeof(void*);
-    return position - 1; // the destructor, slot 0, takes two places
-}
 
 class CgiCommandBase : public testing::Test
 {

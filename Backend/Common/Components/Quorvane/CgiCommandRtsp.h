@@ -1,11 +1,17 @@
 #pragma once
 
 #include "CgiCommandBase.h"
+#include "Protocol/H264FormatParameters.h"
+#include "Protocol/H264PictureSize.h"
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 class CRtspSession;
+class CSessionDescription;
+struct LogFormatAt;
+struct RtspTransport;
 
 /// Command set of cameras that stream over RTSP. It joins the session that the whole process shares towards a camera,
 /// and answers questions about the picture from the stream's own parameter sets rather than from the camera's
@@ -53,6 +59,29 @@ protected:
     LONG m_frameRate = 0;
 
 private:
+    void LeaveRtspSession() noexcept;
+    [[nodiscard]] HRESULT StartStreaming();
+
+    /// Empty when the camera has not described its streams; the session then uses its default URL.
+    std::wstring GetAggregateControlUrl() const;
+    /// Stream 0 is video, 1 audio. Empty for any other, and when the camera has no such stream.
+    std::wstring GetMediaStreamUrl(LONG streamId) const;
+    /// `control` itself when it is absolute, else combined with the description's base URL, which is logged.
+    static std::string MakeAbsolute(std::string_view control, const CSessionDescription& description,
+                                    LogFormatAt combined);
+    /// Empty when they cannot be combined.
+    static std::string CombineUrl(const std::string& base, const std::string& relative);
+    /// Hands the granted transport to the caller.
+    static void WriteBack(const RtspTransport& granted, const std::string& requestedProtocol,
+                          TransportParameters& parameters);
+
+    /// Reads the description anew when `forceRefresh` is set. False leaves the parameters empty.
+    [[nodiscard]] bool GetH264FormatParameters(H264FormatParameters& formatParameters, bool forceRefresh) const;
+    [[nodiscard]] bool GetPictureSize(PictureSize& size) const;
+    /// Whether the camera's configuration contradicts the parameters, as it does when it was changed behind the
+    /// description's back.
+    [[nodiscard]] bool IsOutdated(const H264FormatParameters& formatParameters);
+
     CRtspSession* m_session = nullptr;
     std::uint32_t m_participant = 0; ///< cookie of the participation
 };

@@ -124,6 +124,7 @@ void RtspHeaders::ParseRtspSessionHeader(std::string_view value, std::string& id
 
 void RtspHeaders::ParseTransportHeader(std::string_view value, RtspTransport& transport)
 {
+    transport.isGranted = true;
     transport.serverRtpPort = 0;
     transport.serverRtcpPort = 0;
     const std::string_view specification = value.substr(0, value.find(','));

@@ -14,6 +14,7 @@ struct RtspTransport
     bool isMulticast = false;
     std::uint16_t clientPort = 0; ///< RTP; RTCP is the next one
     // Granted.
+    bool isGranted = false; ///< false: the reply has no Transport header, and the rest is as it was
     std::string destination;
     std::uint16_t serverRtpPort = 0;
     std::uint16_t serverRtcpPort = 0;
