@@ -215,6 +215,9 @@ void CTunnelCamera::RequestClose(Tunnel& tunnel, TunnelSide side, bool reset)
         {
             each->close = true;
             each->reset = reset;
+            // The client sees the end now, the camera's thread closes the socket when it comes by.
+            if (each->arrived && !each->ended && !reset)
+                ::shutdown(each->socket, SD_SEND);
         }
     }
 }
@@ -249,14 +252,18 @@ void CTunnelCamera::JoinFinished()
 
 void CTunnelCamera::Serve(SOCKET connection)
 {
+    // A client may send its next request on a connection whose last response has ended.
     std::string received;
-    const std::string head = ReadHead(connection, received);
-    if (head.starts_with("POST "))
-        ServePost(connection, head, received);
-    else if (!head.empty())
-        ServeGet(connection, head);
-    else
-        ::closesocket(connection);
+    for (std::string head = ReadHead(connection, received); !head.empty(); head = ReadHead(connection, received))
+    {
+        if (head.starts_with("POST "))
+            ServePost(connection, head, received);
+        else
+            received = ServeGet(connection, head);
+        if (received.empty())
+            return;
+    }
+    ::closesocket(connection);
 }
 
 std::string CTunnelCamera::ReadHead(SOCKET connection, std::string& received)
@@ -283,13 +290,15 @@ std::string CTunnelCamera::ReadHead(SOCKET connection, std::string& received)
 CTunnelCamera::Tunnel& CTunnelCamera::TunnelOf(const std::string& head, bool isGet)
 {
     const std::string cookie = HeaderValue(head, "x-sessioncookie");
-    const auto found = std::ranges::find_if(m_tunnels, [&](const Tunnel& each) { return each.cookie == cookie; });
+    // Each connection has a tunnel's side to itself, also when a cookie comes again.
+    const auto found = std::ranges::find_if(
+        m_tunnels, [&](const Tunnel& each) { return each.cookie == cookie && !each.post.arrived; });
     if (!isGet && found != m_tunnels.end())
         return *found;
     return m_tunnels.emplace_back(Tunnel{cookie, {}, {}, {}});
 }
 
-void CTunnelCamera::ServeGet(SOCKET connection, const std::string& head)
+std::string CTunnelCamera::ServeGet(SOCKET connection, const std::string& head)
 {
     Tunnel* tunnel = nullptr;
     std::string answer;
@@ -303,18 +312,23 @@ void CTunnelCamera::ServeGet(SOCKET connection, const std::string& head)
         m_changed.notify_all();
     }
     SendOnGet(*tunnel, answer);
-    char buffer[256];
+    char buffer[4096];
+    int count = 0;
     while (!IsOver(tunnel->get))
     {
-        if (Loopback::IsReadable(connection) && ::recv(connection, buffer, sizeof(buffer), 0) <= 0)
-            break;
+        if (!Loopback::IsReadable(connection))
+            continue;
+        count = ::recv(connection, buffer, sizeof(buffer), 0);
+        break;
     }
     const std::lock_guard lock(m_mutex);
-    End(tunnel->get);
-    tunnel->post.close |= !m_keepPosts && !tunnel->get.close;
+    if (!m_keepPosts && !tunnel->get.close)
+        RequestClose(*tunnel, TunnelSide::Post, false);
+    End(tunnel->get, count <= 0);
+    return std::string(buffer, static_cast<std::size_t>(std::max(count, 0)));
 }
 
-void CTunnelCamera::ServePost(SOCKET connection, const std::string& head, const std::string& received)
+void CTunnelCamera::ServePost(SOCKET connection, const std::string& head, std::string& received)
 {
     Tunnel* tunnel = nullptr;
     std::string answer;
@@ -330,7 +344,7 @@ void CTunnelCamera::ServePost(SOCKET connection, const std::string& head, const 
     (void)Loopback::SendAll(connection, answer);
     CBase64Reader base64;
     std::string text;
-    std::string piece = received;
+    std::string piece = std::exchange(received, {});
     char buffer[4096];
     while (!IsOver(tunnel->post))
     {
@@ -350,7 +364,7 @@ void CTunnelCamera::ServePost(SOCKET connection, const std::string& head, const 
         piece.assign(buffer, static_cast<std::size_t>(count));
     }
     const std::lock_guard lock(m_mutex);
-    End(tunnel->post);
+    End(tunnel->post, true);
 }
 
 void CTunnelCamera::Answer(Tunnel& tunnel, const std::string& request)
@@ -410,11 +424,12 @@ bool CTunnelCamera::IsStopping() const
     return m_stopping;
 }
 
-void CTunnelCamera::End(Side& side)
+void CTunnelCamera::End(Side& side, bool closeSocket)
 {
     if (side.reset)
         Loopback::CloseWithReset(side.socket);
-    ::closesocket(side.socket);
+    if (closeSocket)
+        ::closesocket(side.socket);
     side.ended = true;
     m_changed.notify_all();
 }

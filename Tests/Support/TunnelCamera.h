@@ -83,7 +83,7 @@ public:
     // Actions on the newest tunnel.
     void Send(std::string_view bytes);
     void ReleaseHeld();
-    /// Closes the side, or with `reset` breaks it off. The camera's thread does so within some 10 ms.
+    /// Ends the side, or with `reset` breaks it off, within some 10 ms.
     void Close(TunnelSide side, bool reset = false);
 
 private:
@@ -120,15 +120,16 @@ private:
     void JoinFinished();
     void Serve(SOCKET connection);
     std::string ReadHead(SOCKET connection, std::string& received);
-    void ServeGet(SOCKET connection, const std::string& head);
-    void ServePost(SOCKET connection, const std::string& head, const std::string& received);
+    /// Returns what the client sent instead of closing: its next request.
+    std::string ServeGet(SOCKET connection, const std::string& head);
+    void ServePost(SOCKET connection, const std::string& head, std::string& received);
     void Answer(Tunnel& tunnel, const std::string& request);
     void SendReply(Tunnel& tunnel, const TunnelReply& reply);
     void SendOnGet(Tunnel& tunnel, std::string_view bytes);
     Tunnel& TunnelOf(const std::string& head, bool isGet);
     bool IsOver(const Side& side) const;
     bool IsStopping() const;
-    void End(Side& side);
+    void End(Side& side, bool closeSocket);
     static void RequestClose(Tunnel& tunnel, TunnelSide side, bool reset);
 
     Handler m_handler;

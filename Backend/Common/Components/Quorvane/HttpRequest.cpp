@@ -256,34 +256,34 @@ bool CAsyncHttpRequest::IsOpen() const noexcept
     return m_connection && !m_connectionLost;
 }
 
-void CAsyncHttpRequest::Close() noexcept
+void CAsyncHttpRequest::Close(DWORD waitMs) noexcept
 {
     m_authorization.Reset(true);
     m_stream.Close();
     // A request that is still being closed, by a notification, is not to be closed by its connection as well.
-    LetGoOfRequests();
+    LetGoOfRequests(waitMs);
     m_connection.reset();
     CloseSession();
 }
 
-void CAsyncHttpRequest::LetGoOfRequests() noexcept
+void CAsyncHttpRequest::LetGoOfRequests(DWORD waitMs) noexcept
 {
     if (!m_sessionRequests || m_sessionRequests->WaitUntilNone(0))
         return;
     // One of WinInet's threads is inside our callback or will be. Even when it is done with our memory it still has to
     // return through our code, which therefore stays.
     CWinApp::PinLibrary();
-    if (m_sessionRequests->WaitUntilNone(kCloseWaitMs))
+    if (m_sessionRequests->WaitUntilNone(waitMs))
         return;
     // Their contexts stay too.
     Log(LogLevel::Error, L"CAsyncHttpRequest::CloseSession, requests still pending after %d ms, left to WinInet",
-        kCloseWaitMs);
+        waitMs);
     m_sessionRequests.reset();
 }
 
 void CAsyncHttpRequest::CloseSession() noexcept
 {
-    LetGoOfRequests();
+    LetGoOfRequests(kCloseWaitMs);
     m_sessionRequests.reset();
     if (m_session)
         ::InternetSetStatusCallbackW(m_session.get(), nullptr);

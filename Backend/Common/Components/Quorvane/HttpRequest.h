@@ -58,9 +58,9 @@ public:
     /// True between a successful OpenConnection and Close, unless a stream has lost the connection in between.
     [[nodiscard]] bool IsOpen() const noexcept;
 
-    /// Forgets credentials and challenge and closes all handles, a stream's request first. Waits up to kCloseWaitMs for
+    /// Forgets credentials and challenge and closes all handles, a stream's request first. Waits up to `waitMs` for
     /// requests that were given up and that WinInet still has to let go of.
-    void Close() noexcept;
+    void Close(DWORD waitMs = kCloseWaitMs) noexcept;
 
     static constexpr DWORD kCloseWaitMs = 2000;
     /// A longer body is given up: what a camera sends must not exhaust the host's address space.
@@ -106,7 +106,7 @@ private:
     friend class CRequestBlock;
     [[nodiscard]] bool ShouldReportFailure() noexcept;
     /// Waits, within limits, for WinInet's last notifications about requests that were closed.
-    void LetGoOfRequests() noexcept;
+    void LetGoOfRequests(DWORD waitMs) noexcept;
     void OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept;
 
     [[nodiscard]] HRESULT Exchange(const std::wstring& url, DWORD& statusCode, std::wstring& response,

@@ -1,6 +1,7 @@
 #include "HttpRequestStream.h"
 
 #include "Protocol/HttpStatus.h"
+#include "Win32/TimeLimit.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,23 +11,6 @@ namespace
 {
 /// The result field while a POST waits for the notification that its headers are on their way.
 constexpr DWORD kAwaitsRequestSent = 1;
-
-/// What is left of a time limit that covers several waits.
-class CTimeLimit
-{
-public:
-    explicit CTimeLimit(DWORD limitMs) noexcept : m_limitMs(limitMs), m_startTick(::GetTickCount()) {}
-
-    DWORD RemainingMs() const noexcept
-    {
-        const DWORD elapsedMs = ::GetTickCount() - m_startTick;
-        return elapsedMs < m_limitMs ? m_limitMs - elapsedMs : 0;
-    }
-
-private:
-    DWORD m_limitMs;
-    DWORD m_startTick;
-};
 
 bool QueryNumber(HINTERNET request, DWORD infoLevel, DWORD& number) noexcept
 {

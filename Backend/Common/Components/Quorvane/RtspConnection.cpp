@@ -4,6 +4,7 @@
 #include "Protocol/Base64.h"
 #include "Protocol/Log.h"
 #include "TextEncoding/Encoding.h"
+#include "Win32/TimeLimit.h"
 
 #include <new>
 
@@ -89,11 +90,13 @@ bool CRtspConnection::IsConnected() noexcept
 
 void CRtspConnection::Close() noexcept
 {
-    // Both requests first: a camera that sees the one end gives up the other, and WinInet lets go of both the sooner.
+    // Both requests before the first wait: where WinInet is stuck in waiting for the POST's response, it is the camera
+    // that ends it, having seen the GET end.
+    const CTimeLimit limit(kCloseWaitMs);
     m_post.CloseStream();
     m_get.CloseStream();
-    m_post.Close();
-    m_get.Close();
+    m_post.Close(limit.RemainingMs());
+    m_get.Close(limit.RemainingMs());
     m_sessionCookie.clear();
 }
 

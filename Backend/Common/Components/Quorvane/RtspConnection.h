@@ -18,6 +18,7 @@ class CRtspConnection
 public:
     /// How long to wait for the response headers of the GET, and in ReadResponse for data.
     static constexpr DWORD kTimeLimitMs = 4000;
+    static constexpr DWORD kCloseWaitMs = 1000;
 
     explicit CRtspConnection(DWORD timeLimitMs = kTimeLimitMs) noexcept;
     ~CRtspConnection();
@@ -40,7 +41,7 @@ public:
     /// Both streams are open.
     [[nodiscard]] bool IsConnected() noexcept;
 
-    /// Closes both streams and forgets the cookie. May wait up to 2 s for WinInet to let go of each.
+    /// Closes both streams and forgets the cookie. Waits up to kCloseWaitMs for WinInet to let go of them.
     void Close() noexcept;
 
     /// 32 hexadecimal digits, made on the first use after a close. May throw std::bad_alloc.

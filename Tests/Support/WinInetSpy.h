@@ -1,0 +1,101 @@
+#pragma once
+
+#include "Tests/Support/ImportPatch.h"
+
+#include <windows.h>
+
+#include <wininet.h>
+
+#include <algorithm>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+QUORVANE_IMPORT_SLOT(g_httpOpenRequestSlot, HttpOpenRequestW, 32);
+QUORVANE_IMPORT_SLOT(g_internetCloseHandleSlot, InternetCloseHandle, 4);
+
+/// Watches which handles are closed, how often and in which order, and lets a test do something at the very moment at
+/// which a request is closed: races are made, not waited for. One at a time; any thread may call what it watches.
+class CWinInetSpy
+{
+public:
+    struct Request
+    {
+        HINTERNET handle;
+        DWORD_PTR context;
+    };
+
+    CWinInetSpy()
+        : m_openPatch(&g_httpOpenRequestSlot, &OpenRequest), m_closePatch(&g_internetCloseHandleSlot, &CloseHandle)
+    {
+        s_current = this;
+    }
+    ~CWinInetSpy()
+    {
+        s_current = nullptr;
+    }
+    CWinInetSpy(const CWinInetSpy&) = delete;
+    CWinInetSpy& operator=(const CWinInetSpy&) = delete;
+
+    /// Called on the closing thread before a request's handle is closed. Set before the threads start.
+    std::function<void(const Request&)> beforeClose;
+
+    std::vector<Request> Requests() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_requests;
+    }
+    /// The handles whose close has returned, in order.
+    std::vector<HINTERNET> Closed() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_closed;
+    }
+    std::size_t CountCloses(HINTERNET handle) const
+    {
+        const std::lock_guard lock(m_mutex);
+        return static_cast<std::size_t>(std::ranges::count(m_closed, handle));
+    }
+
+private:
+    template <class Function>
+    static Function* Original(const char* name)
+    {
+        return reinterpret_cast<Function*>(
+            reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
+    }
+
+    static HINTERNET WINAPI OpenRequest(HINTERNET connection, LPCWSTR verb, LPCWSTR url, LPCWSTR version,
+                                        LPCWSTR referrer, LPCWSTR* acceptTypes, DWORD flags, DWORD_PTR context)
+    {
+        const HINTERNET handle = Original<decltype(::HttpOpenRequestW)>("HttpOpenRequestW")(
+            connection, verb, url, version, referrer, acceptTypes, flags, context);
+        const std::lock_guard lock(s_current->m_mutex);
+        s_current->m_requests.push_back({handle, context});
+        return handle;
+    }
+
+    static BOOL WINAPI CloseHandle(HINTERNET handle)
+    {
+        Request request = {};
+        {
+            const std::lock_guard lock(s_current->m_mutex);
+            const auto found = std::ranges::find(s_current->m_requests, handle, &Request::handle);
+            if (found != s_current->m_requests.end())
+                request = *found;
+        }
+        if (request.handle != nullptr && s_current->beforeClose)
+            s_current->beforeClose(request);
+        const BOOL closed = Original<decltype(::InternetCloseHandle)>("InternetCloseHandle")(handle);
+        const std::lock_guard lock(s_current->m_mutex);
+        s_current->m_closed.push_back(handle);
+        return closed;
+    }
+
+    static inline CWinInetSpy* s_current = nullptr;
+    mutable std::mutex m_mutex;
+    std::vector<Request> m_requests;
+    std::vector<HINTERNET> m_closed;
+    CImportPatch m_openPatch;
+    CImportPatch m_closePatch;
+};
