@@ -9,6 +9,7 @@ import tempfile
 from pathlib import Path
 
 import scenarios
+import simulator
 from checks import Checks
 from processes import ROOT, Component
 from stage import Stage, component_environment
@@ -22,6 +23,8 @@ SCENARIOS = {
     "keep-alive": scenarios.keep_alive,
     "two-objects": scenarios.two_objects,
     "defaults": scenarios.server_defaults,
+    "simulator": simulator.players,
+    "simulator-password": simulator.password,
 }
 
 
