@@ -131,8 +131,8 @@ def read_command(channel: GLib.IOChannel, _condition: GLib.IOCondition, server: 
 
 def options_from_command_line() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--width", type=int, default=480)
-    parser.add_argument("--height", type=int, default=270)
+    parser.add_argument("--width", type=int, default=640)
+    parser.add_argument("--height", type=int, default=360)
     parser.add_argument("--rate", type=int, default=30)
     parser.add_argument("--profile", default="main", help="H.264 profile, as GStreamer names it")
     parser.add_argument("--auth", choices=("none", "basic", "digest"), default="none")
