@@ -11,14 +11,14 @@
 #include <string>
 
 /// camerasim.exe in a process of its own, so that a test that counts handles and threads counts the client's only.
-/// Ended when this dies; should the test be killed, it ends by itself after two minutes.
+/// Ended when this dies; should the test be killed, it ends by itself after five minutes.
 class CSimulatorProcess
 {
 public:
     explicit CSimulatorProcess(const std::wstring& options = {})
     {
         const std::filesystem::path portFile = m_folder / "ports.json";
-        std::wstring commandLine = L"\"" + ProgramPath() + L"\" --no-control --seconds 120 --port-file \"" +
+        std::wstring commandLine = L"\"" + ProgramPath() + L"\" --no-control --seconds 300 --port-file \"" +
                                    portFile.wstring() + L"\" " + options;
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);

@@ -10,8 +10,19 @@ namespace
 constexpr unsigned kUnlimited = std::numeric_limits<unsigned>::max();
 
 constinit std::atomic<unsigned> s_count{0};
-constinit std::atomic<unsigned> s_lastAllowed{kUnlimited};
-constinit std::atomic<bool> s_hasFailed{false};
+constinit thread_local unsigned t_allowed = kUnlimited;
+constinit thread_local bool t_hasFailed = false;
+
+/// Whether this allocation is one that the thread's test lets fail.
+bool IsRefused() noexcept
+{
+    if (t_allowed == kUnlimited)
+        return false;
+    if (t_allowed == 0)
+        return t_hasFailed = true;
+    --t_allowed;
+    return false;
+}
 } // namespace
 
 unsigned CountedAllocations::Count() noexcept
@@ -21,26 +32,24 @@ unsigned CountedAllocations::Count() noexcept
 
 CountedAllocations::CFailAfter::CFailAfter(unsigned allowed) noexcept
 {
-    s_hasFailed = false;
-    s_lastAllowed = s_count + allowed;
+    t_hasFailed = false;
+    t_allowed = allowed;
 }
 
 CountedAllocations::CFailAfter::~CFailAfter()
 {
-    s_lastAllowed = kUnlimited;
+    t_allowed = kUnlimited;
 }
 
 bool CountedAllocations::CFailAfter::HasFailed() const noexcept
 {
-    return s_hasFailed;
+    return t_hasFailed;
 }
 
 void* operator new(std::size_t sizeBytes)
 {
-    const bool refused = ++s_count > s_lastAllowed;
-    if (refused)
-        s_hasFailed = true;
-    void* const block = refused ? nullptr : std::malloc(sizeBytes != 0 ? sizeBytes : 1);
+    ++s_count;
+    void* const block = IsRefused() ? nullptr : std::malloc(sizeBytes != 0 ? sizeBytes : 1);
     if (block == nullptr)
         throw std::bad_alloc();
     return block;

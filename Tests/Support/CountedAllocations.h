@@ -7,7 +7,8 @@ namespace CountedAllocations
 /// Calls of operator new so far, on all threads.
 unsigned Count() noexcept;
 
-/// While one lives, the calls of operator new from number `allowed` + 1 on throw std::bad_alloc, on all threads.
+/// While one lives, its thread's calls of operator new from number `allowed` + 1 on throw std::bad_alloc. Other
+/// threads, a test's camera for instance, go on as they are. One at a time on a thread.
 class CFailAfter
 {
 public:
