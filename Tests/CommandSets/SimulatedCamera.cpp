@@ -37,3 +37,14 @@ std::vector<std::string> CSimulatedCamera::Targets() const
         result.push_back(entry.request.target);
     return result;
 }
+
+std::string CSimulatedCamera::Setting(const std::string& name) const
+{
+    return m_simulator->Setting(name);
+}
+
+std::tuple<double, double, bool> CSimulatedCamera::Movement() const
+{
+    const PtzSpeed speed = m_simulator->State().speed;
+    return {speed.pan, speed.tilt, speed.zoom > 0};
+}

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 class CCameraSimulator;
@@ -25,6 +26,10 @@ public:
     std::size_t CountOfStreams() const;
     /// What this camera was asked so far, with the leading slash.
     std::vector<std::string> Targets() const;
+    /// Empty when the camera has no such setting.
+    std::string Setting(const std::string& name) const;
+    /// The speeds of pan and tilt in degrees a second, and whether the camera zooms in.
+    std::tuple<double, double, bool> Movement() const;
 
 private:
     std::unique_ptr<CCameraSimulator> m_simulator;

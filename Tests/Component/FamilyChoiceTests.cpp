@@ -21,6 +21,25 @@ ScriptedReply Silence()
     return reply;
 }
 
+const std::string kIsAxis = "1 CAVCommand::ChooseCgiCommandSet, camera is AXIS.";
+const char kIpela = 'I';
+const char kAxis = 'A';
+
+/// Which families the camera was probed for, in order; other requests are left out.
+std::vector<char> Probes(const CScriptedCamera& camera)
+{
+    std::vector<char> probes;
+    for (const std::string& head : camera.Requests())
+    {
+        const std::string request = RequestOf(head);
+        if (request == kProbe)
+            probes.push_back(kIpela);
+        else if (request == "axis-cgi/com/ptz.cgi?whoami=yes")
+            probes.push_back(kAxis);
+    }
+    return probes;
+}
+
 class FamilyChoice : public LastingCameraTest
 {
 };
@@ -38,6 +57,36 @@ TEST_F(FamilyChoice, CameraIsAskedOnceAndThenKnown)
     EXPECT_THAT(m_log.Lines(), ElementsAre("1 CCgiCommandIpela::TryTalkToCamera, IPELA ModelName = 'SNC-EP580', "
                                            "Serial = '4711', SoftVersion = '1.10'",
                                            kIsIpela));
+}
+
+TEST_F(FamilyChoice, CameraThatIsNoIpelaOneIsAskedWhetherItIsAnAxisOne)
+{
+    const CScriptedCamera& camera = MakeCamera({HttpReply(404, ""), HttpReply(200, "AXIS P5635"), HttpReply(200, "")});
+    const CommandPointer command = OpenTo(camera);
+    m_log.Clear();
+    EXPECT_EQ(S_OK, command->SetAudioInVolume(1));
+    EXPECT_EQ(S_OK, command->SetAudioInVolume(2));
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis));
+    EXPECT_EQ(4u, camera.Requests().size());
+    EXPECT_THAT(m_log.Lines(), ElementsAre("1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
+                                           "'command/inquiry.cgi?inq=system', hr = 0x80004005",
+                                           "1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
+                                           "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635'",
+                                           kIsAxis));
+}
+
+TEST_F(FamilyChoice, IpelaCameraIsNotAskedWhetherItIsAnAxisOne)
+{
+    const CScriptedCamera& camera = MakeCamera({ProbeReply()});
+    EXPECT_EQ(S_OK, OpenTo(camera)->PauseStreaming());
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela));
+}
+
+TEST_F(FamilyChoice, CameraThatKnowsBothRequestsCountsAsIpela)
+{
+    const CScriptedCamera& camera = MakeCamera({HttpReply(200, "")});
+    EXPECT_EQ(S_OK, OpenTo(camera)->PauseStreaming());
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela));
 }
 
 TEST_F(FamilyChoice, ModelIsWhatItsNameBeginsWith)
@@ -158,10 +207,12 @@ TEST_F(SilentCamera, IsAskedTwiceWithOnePause)
     const auto elapsed = std::chrono::steady_clock::now() - start;
     EXPECT_GE(elapsed, kPause);
     EXPECT_LT(elapsed, 2 * kPause) << "one pause only";
-    EXPECT_EQ(2u, CountProbes(camera));
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis, kIpela, kAxis));
     EXPECT_EQ(1u, m_log.Count("8 CAsyncHttpRequest::DoSendRequest, timeout")) << "once an hour";
     EXPECT_EQ(2u, m_log.Count("1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
                               "'command/inquiry.cgi?inq=system', hr = 0x800c05b4"));
+    EXPECT_EQ(2u, m_log.Count("1 CCgiCommandAxis::TryTalkToCamera, failed, request: "
+                              "'/axis-cgi/com/ptz.cgi?whoami=yes', dwStatusCode = "));
     EXPECT_EQ(1u, m_log.Count(kTryAgain));
     EXPECT_EQ(1u, m_log.Count(", will try again, ")) << "no other count";
     EXPECT_EQ(1u, m_log.Count(kCantTalk));
@@ -169,14 +220,39 @@ TEST_F(SilentCamera, IsAskedTwiceWithOnePause)
 
 TEST_F(SilentCamera, ThatWakesUpIsFoundInTheSecondPass)
 {
-    CScriptedCamera& camera = MakeCamera({Silence(), ProbeReply(), HttpReply(200, "")});
+    const CScriptedCamera& camera = MakeCamera({Silence(), Silence(), ProbeReply(), HttpReply(200, "")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     EXPECT_EQ(S_OK, command->SetBitRate(64));
-    EXPECT_EQ(2u, CountProbes(camera));
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis, kIpela)) << "each family in the first pass";
     EXPECT_EQ(1u, m_log.Count(kTryAgain));
     EXPECT_EQ(1u, m_log.Count(kIsIpela));
     EXPECT_EQ(0u, m_log.Count(kCantTalk));
+}
+
+TEST_F(SilentCamera, ThatAnswersOnlyTheSecondProbeIsFoundAtOnce)
+{
+    const CScriptedCamera& camera = MakeCamera({Silence(), HttpReply(200, "AXIS"), HttpReply(200, "OK")});
+    const CommandPointer command = OpenTo(camera);
+    m_log.Clear();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(S_OK, command->SetBitRate(64));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kPause);
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis));
+    EXPECT_EQ(0u, m_log.Count(kTryAgain));
+    EXPECT_EQ(1u, m_log.Count(kIsAxis));
+}
+
+TEST_F(SilentCamera, ThatTimesOutOnTheSecondProbeAloneIsAskedTwice)
+{
+    const CScriptedCamera& camera =
+        MakeCamera({HttpReply(404, ""), Silence(), HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, "OK")});
+    const CommandPointer command = OpenTo(camera);
+    m_log.Clear();
+    EXPECT_EQ(S_OK, command->SetBitRate(64));
+    EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis, kIpela, kAxis));
+    EXPECT_EQ(1u, m_log.Count(kTryAgain));
+    EXPECT_EQ(1u, m_log.Count(kIsAxis));
 }
 
 TEST_F(SilentCamera, StalledBodyIsNoReasonToTryAgain)

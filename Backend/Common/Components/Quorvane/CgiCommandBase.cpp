@@ -1,10 +1,23 @@
 #include "CgiCommandBase.h"
 
 #include "Protocol/FrameRates.h"
-#include "Protocol/Log.h"
 #include "Win32/ComMemory.h"
 
 #include <algorithm>
+
+// The families convert by a cast.
+static_assert(static_cast<int>(Compression::None) == VC_None && static_cast<int>(Compression::Mpeg4) == VC_MPEG4 &&
+              static_cast<int>(Compression::H264) == VC_H264);
+static_assert(static_cast<int>(PtzDirection::None) == PTZ_None &&
+              static_cast<int>(PtzDirection::LowerLeft) == PTZ_LOWER_LEFT &&
+              static_cast<int>(PtzDirection::Lower) == PTZ_LOWER &&
+              static_cast<int>(PtzDirection::LowerRight) == PTZ_LOWER_RIGHT &&
+              static_cast<int>(PtzDirection::Left) == PTZ_LEFT && static_cast<int>(PtzDirection::Right) == PTZ_RIGHT &&
+              static_cast<int>(PtzDirection::UpperLeft) == PTZ_UPPER_LEFT &&
+              static_cast<int>(PtzDirection::Upper) == PTZ_UPPER &&
+              static_cast<int>(PtzDirection::UpperRight) == PTZ_UPPER_RIGHT &&
+              static_cast<int>(PtzDirection::ZoomWide) == PTZ_ZOOM_WIDE &&
+              static_cast<int>(PtzDirection::ZoomTele) == PTZ_ZOOM_TELE);
 
 CCgiCommandBase::CCgiCommandBase(CAsyncHttpRequest* httpRequest) noexcept : m_httpRequest(httpRequest) {}
 
@@ -125,4 +138,21 @@ HRESULT CCgiCommandBase::SendPTZStopCommand(PTZCommand)
 bool CCgiCommandBase::IsFrameRateSupported(LONG frameRate) const
 {
     return FrameRates::IsFrameRateSupported(m_videoStandard, frameRate);
+}
+
+HRESULT CCgiCommandBase::HandOutImageSizes(std::span<const ImageFormat> formats, ImageSize2** sizes, LONG* count,
+                                           LogFormatAt outOfMemory) noexcept
+{
+    if (count == nullptr)
+        return E_INVALIDARG;
+    *count = static_cast<LONG>(formats.size());
+    if (sizes == nullptr)
+        return S_OK;
+    *sizes = AllocateTaskMemory<ImageSize2>(formats.size()).release();
+    if (*sizes == nullptr)
+        return LogFailure(E_OUTOFMEMORY, LogLevel::Error, outOfMemory);
+    std::ranges::transform(formats, *sizes, [](const ImageFormat& format) {
+        return ImageSize2{format.width, format.height, format.frameRate, static_cast<VideoCodec>(format.compression)};
+    });
+    return S_OK;
 }

@@ -1,9 +1,12 @@
 #pragma once
 
 #include "Protocol/CameraTypes.h"
+#include "Protocol/Log.h"
 #include "Quorvane.h"
 
 #include <windows.h>
+
+#include <span>
 
 class CAsyncHttpRequest;
 
@@ -57,6 +60,10 @@ public:
     [[nodiscard]] virtual bool IsFrameRateSupported(LONG frameRate) const;
 
 protected:
+    /// What GetSupportedImageSizes answers from a table of formats; `outOfMemory` is logged when memory is short.
+    [[nodiscard]] static HRESULT HandOutImageSizes(std::span<const ImageFormat> formats, ImageSize2** sizes,
+                                                   LONG* count, LogFormatAt outOfMemory) noexcept;
+
     CAsyncHttpRequest* m_httpRequest;
     VideoStandard m_videoStandard = VideoStandard::Ntsc60Hz;
 };

@@ -8,23 +8,8 @@
 #include "Win32/ComMemory.h"
 #include "Win32/RegistryKey.h"
 
-#include <algorithm>
-
 using IpelaReply::GetValue;
 using IpelaRequests::kTimeoutMs;
-
-static_assert(static_cast<int>(Compression::None) == VC_None && static_cast<int>(Compression::Mpeg4) == VC_MPEG4 &&
-              static_cast<int>(Compression::H264) == VC_H264);
-static_assert(static_cast<int>(PtzDirection::None) == PTZ_None &&
-              static_cast<int>(PtzDirection::LowerLeft) == PTZ_LOWER_LEFT &&
-              static_cast<int>(PtzDirection::Lower) == PTZ_LOWER &&
-              static_cast<int>(PtzDirection::LowerRight) == PTZ_LOWER_RIGHT &&
-              static_cast<int>(PtzDirection::Left) == PTZ_LEFT && static_cast<int>(PtzDirection::Right) == PTZ_RIGHT &&
-              static_cast<int>(PtzDirection::UpperLeft) == PTZ_UPPER_LEFT &&
-              static_cast<int>(PtzDirection::Upper) == PTZ_UPPER &&
-              static_cast<int>(PtzDirection::UpperRight) == PTZ_UPPER_RIGHT &&
-              static_cast<int>(PtzDirection::ZoomWide) == PTZ_ZOOM_WIDE &&
-              static_cast<int>(PtzDirection::ZoomTele) == PTZ_ZOOM_TELE);
 
 namespace
 {
@@ -37,11 +22,6 @@ constexpr LONG kHighestVolume = 10;
 bool IsCacheEnabled() noexcept
 {
     return CRegistryKey::OpenMachine(kRegistryKey).ReadDword(L"IPELAUseCachedCameraSettings").value_or(1) != 0;
-}
-
-ImageSize2 ToImageSize2(const ImageFormat& format) noexcept
-{
-    return {format.width, format.height, format.frameRate, static_cast<VideoCodec>(format.compression)};
 }
 } // namespace
 
@@ -147,19 +127,8 @@ HRESULT CCgiCommandIpela::StopStreaming()
 
 HRESULT CCgiCommandIpela::GetSupportedImageSizes(ImageSize2** sizes, LONG* count)
 {
-    if (count == nullptr)
-        return E_INVALIDARG;
-    const auto formats = IpelaModels::ImageSizes(m_model, m_videoStandard);
-    *count = static_cast<LONG>(formats.size());
-    if (sizes != nullptr)
-    {
-        *sizes = AllocateTaskMemory<ImageSize2>(formats.size()).release();
-        if (*sizes == nullptr)
-            return LogFailure(E_OUTOFMEMORY, LogLevel::Error,
-                              L"CCgiCommandIpela::GetSupportedImageSizes, out of memory");
-        std::ranges::transform(formats, *sizes, ToImageSize2);
-    }
-    return S_OK;
+    return HandOutImageSizes(IpelaModels::ImageSizes(m_model, m_videoStandard), sizes, count,
+                             L"CCgiCommandIpela::GetSupportedImageSizes, out of memory");
 }
 
 HRESULT CCgiCommandIpela::IsImageSizeSupported(LONG width, LONG height, LONG frameRate, VideoCodec videoEncoding)

@@ -1,5 +1,6 @@
 #include "CommandSetFamilies.h"
 
+#include "CgiCommandAxis.h"
 #include "CgiCommandIpela.h"
 
 namespace
@@ -12,6 +13,7 @@ std::unique_ptr<CCgiCommandBase> Create(CAsyncHttpRequest& httpRequest)
 
 constexpr CommandSetFamily kFamilies[] = {
     {L"IPELA", &Create<CCgiCommandIpela>},
+    {L"AXIS", &Create<CCgiCommandAxis>},
 };
 } // namespace
 
