@@ -163,6 +163,23 @@ TEST_F(ClientTest, BitRateShowsWhatTheCameraMadeOfIt)
               nlohmann::json::parse(R"({"command": "set-bitrate", "requestedKbps": 100, "bitRateKbps": 128})"));
 }
 
+TEST_F(ClientTest, CameraThatStreamsOverRtspTellsItsPictureAlone)
+{
+    m_state.camera.settings = {.picture = {1280, 720, 15, StreamCodec::kH264}};
+    EXPECT_EQ(Run("settings --host cam"), 0);
+    EXPECT_EQ(m_out.str(), "Picture  1280x720@15 h264\n"
+                           "Streams  over RTSP; this camera tells no bit rate, volume or ports here\n");
+    EXPECT_EQ(Run("set-bitrate 700 --host cam"), 0);
+    EXPECT_EQ(m_out.str(), "Bit rate set to 700 kbit/s\n");
+
+    // ... and has no H.264 parameters before its RTSP server is connected.
+    m_state.camera.results = {{"GetPacketizationMode", HResults::kUnexpected}};
+    m_state.camera.packetizationMode = 0;
+    EXPECT_EQ(RunJson("info --host cam")["family"], "RTSP");
+    m_state.camera.results = {{"GetPacketizationMode", HResults::kFail}};
+    ExpectFailure("info --host cam", "GetH264Parameters failed with E_FAIL", "cam:80");
+}
+
 TEST_F(ClientTest, ActionsPrintWhatTheyDidAsJson)
 {
     EXPECT_EQ(RunJson("ptz step up --host cam"),

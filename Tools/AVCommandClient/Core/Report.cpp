@@ -29,6 +29,11 @@ void AddSettings(CTextTable& table, const StreamSettings& settings)
 {
     table.AddRow(
         {"Picture", Names::PictureFormatText(settings.picture) + " " + Names::CodecText(settings.picture.codec)});
+    if (Report::IsPictureAlone(settings))
+    {
+        table.AddRow({"Streams", "over RTSP; this camera tells no bit rate, volume or ports here"});
+        return;
+    }
     table.AddRow({"Bit rate", std::to_string(settings.bitRateKbps) + " kbit/s"});
     table.AddRow({"Microphone volume", std::to_string(settings.audioInVolume)});
     table.AddRow({"Multicast", settings.multicastAddress + ", video port " +
@@ -54,6 +59,12 @@ std::string GenerationText(const CameraSummary& summary)
 std::string VideoStandardText(const CameraSummary& summary)
 {
     return std::ranges::find(summary.frameRates, 30) != summary.frameRates.end() ? "NTSC (60 Hz)" : "PAL (50 Hz)";
+}
+
+bool IsPictureAlone(const StreamSettings& settings) noexcept
+{
+    return settings.bitRateKbps == 0 && settings.multicastAddress.empty() && settings.multicastVideoPort == 0 &&
+           settings.unicastVideoPort == 0;
 }
 
 Json ToJson(const PictureFormat& format)

@@ -33,6 +33,9 @@ std::string GenerationText(const CameraSummary& summary);
 /// "NTSC (60 Hz)" or "PAL (50 Hz)": only 60 Hz cameras offer 30 frames per second.
 std::string VideoStandardText(const CameraSummary& summary);
 
+/// What a camera that streams over RTSP tells: no bit rate, no address and no ports.
+bool IsPictureAlone(const StreamSettings& settings) noexcept;
+
 Json ToJson(const PictureFormat& format);
 Json ToJson(const StreamSettings& settings);
 Json ToJson(const CameraSummary& summary);

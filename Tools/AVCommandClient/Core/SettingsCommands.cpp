@@ -44,7 +44,10 @@ void Info(ICamera& camera, const ClientArguments& arguments, std::ostream& out)
     CameraSummary summary;
     summary.address = Commands::AddressText(arguments.camera);
     summary.isConnected = camera.IsConnected() == HResults::kOk;
-    Check(camera.GetPacketizationMode(summary.packetizationMode), "GetH264Parameters", Activity::kRead);
+    const HResult hr = camera.GetPacketizationMode(summary.packetizationMode);
+    // A camera that streams over RTSP has a packetization mode from the connection to its RTSP server on.
+    if (hr != HResults::kUnexpected)
+        Check(hr, "GetH264Parameters", Activity::kRead);
     summary.settings = ReadSettings(camera);
     summary.sizes = ReadSizes(camera);
     summary.frameRates = ReadFrameRates(camera);
@@ -90,13 +93,16 @@ void SetBitRate(ICamera& camera, const ClientArguments& arguments, std::ostream&
 {
     Check(camera.SetBitRate(arguments.number), "SetBitRate", Activity::kOther);
     // The component raises the number to the camera's next step, so what counts is what the camera says now.
-    const std::int32_t bitRateKbps = ReadSettings(camera).bitRateKbps;
+    const StreamSettings settings = ReadSettings(camera);
+    const std::int32_t bitRateKbps = settings.bitRateKbps;
     if (arguments.isJson)
     {
         Report::Print(
             out,
             Json{{"command", arguments.verbText}, {"requestedKbps", arguments.number}, {"bitRateKbps", bitRateKbps}});
     }
+    else if (Report::IsPictureAlone(settings))
+        out << "Bit rate set to " << arguments.number << " kbit/s\n";
     else
         out << "Bit rate is now " << bitRateKbps << " kbit/s (asked for " << arguments.number << ")\n";
 }
