@@ -3,8 +3,6 @@
 
 #include "Tests/Component/SimulatedCameraFixture.h"
 
-#include <array>
-
 namespace
 {
 using testing::ElementsAre;
@@ -18,9 +16,11 @@ class AxisModels : public SimulatedCameraTest,
                    public testing::WithParamInterface<std::tuple<const char*, VideoStandard>>
 {
 protected:
-    void SetUp() override
+    static CameraSimulatorOptions Camera(bool hasFactorySettings = false)
     {
-        StartConnected({.model = std::get<0>(GetParam()), .standard = std::get<1>(GetParam())});
+        return {.model = std::get<0>(GetParam()),
+                .standard = std::get<1>(GetParam()),
+                .factorySettings = hasFactorySettings};
     }
     static bool IsM5526()
     {
@@ -45,6 +45,7 @@ protected:
 
 TEST_P(AxisModels, SupportsTheseSizesInH264)
 {
+    StartConnected(Camera());
     CTaskMemory<ImageSize2> sizes2;
     CTaskMemory<ImageSize> sizes;
     long count2 = 0;
@@ -67,24 +68,9 @@ TEST_P(AxisModels, SupportsTheseSizesInH264)
     EXPECT_THAT(Sent(), IsEmpty());
 }
 
-TEST_P(AxisModels, SupportsTheseFrameRates)
-{
-    CTaskMemory<long> rates;
-    long count = 0;
-    ASSERT_EQ(S_OK, m_command->GetSupportedFrameRates(rates.put(), &count));
-    constexpr std::array<long, 12> k60{1, 2, 3, 4, 5, 6, 8, 10, 15, 20, 25, 30};
-    constexpr std::array<long, 12> k50{1, 2, 3, 4, 5, 6, 8, 10, 12, 16, 20, 25};
-    const auto& table = Is60Hz() ? k60 : k50;
-    EXPECT_THAT(std::vector<long>(rates.get(), rates.get() + count), ElementsAreArray(table));
-    for (long rate = -1; rate <= 32; ++rate)
-    {
-        const bool isListed = std::find(table.begin(), table.end(), rate) != table.end();
-        EXPECT_EQ(isListed ? S_OK : S_FALSE, m_command->IsImageSizeSupported2(1280, 720, rate, VC_H264)) << rate;
-    }
-}
-
 TEST_P(AxisModels, TakesEverySizeAndReadsItBack)
 {
+    StartConnected(Camera());
     for (const auto& [width, height] : ExpectedSizes())
     {
         SCOPED_TRACE(width);
@@ -106,6 +92,7 @@ TEST_P(AxisModels, TakesEverySizeAndReadsItBack)
 
 TEST_P(AxisModels, RefusesWhatIsInNoRow)
 {
+    StartConnected(Camera());
     EXPECT_EQ(S_FALSE, m_command->IsImageSizeSupported(1280, 720, 10)) << "the older method means MPEG-4";
     EXPECT_EQ(S_FALSE, m_command->IsImageSizeSupported2(640, 480, 10, VC_H264));
     EXPECT_EQ(S_FALSE, m_command->IsImageSizeSupported2(1280, 720, 7, VC_H264));
@@ -120,7 +107,7 @@ TEST_P(AxisModels, RefusesWhatIsInNoRow)
 
 TEST_P(AxisModels, OutOfTheBoxIsMadeReadyToStream)
 {
-    Start({.model = std::get<0>(GetParam()), .standard = std::get<1>(GetParam()), .factorySettings = true});
+    Start(Camera(true));
     EXPECT_EQ(S_OK, m_command->ConnectToCamera());
     const std::string groupLength = Is60Hz() ? "31" : "26";
     std::vector<std::string> expected = {
@@ -156,18 +143,6 @@ TEST_P(AxisModels, OutOfTheBoxIsMadeReadyToStream)
     EXPECT_EQ(S_OK, m_command->ConnectToCamera());
     EXPECT_EQ(IsM5526() ? 7u : 8u, Sent().size()) << "the settings that are right now are asked for alone";
     EXPECT_EQ(0u, m_log.Count("will "));
-}
-
-TEST_P(AxisModels, RateWithoutLimitIsSetToThatOfTheStandard)
-{
-    m_camera->SetSetting("Image.I0.Stream.FPS", "0");
-    ImageSize2 read = {};
-    EXPECT_EQ(S_OK, m_command->GetCameraImageSize(&read));
-    EXPECT_EQ(HighestRate(), read.FrameRate);
-    EXPECT_EQ(std::to_string(HighestRate()), m_camera->Setting("Image.I0.Stream.FPS"));
-    EXPECT_EQ(1u, m_log.Count("1 CCgiCommandAxis::GetCameraFrameRate, unlimited frame rate, will set it to our "
-                              "default: " +
-                              std::to_string(HighestRate())));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AxisModels,

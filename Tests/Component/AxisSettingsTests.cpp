@@ -1,10 +1,9 @@
 // Settings of an Axis camera through COM: read in each form, changed, refused, and what the family does not have.
 
-#include "Tests/Component/ScriptedCameraFixture.h"
 #include "Tests/Component/SimulatedCameraFixture.h"
 #include "Tests/Support/TaskMemorySpy.h"
 
-#include <functional>
+#include <algorithm>
 
 namespace
 {
@@ -40,7 +39,7 @@ TEST_F(AxisSettings, FamilyIsFoundBehindIpela)
     EXPECT_THAT(m_log.Lines(), ElementsAre("1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
                                            "'command/inquiry.cgi?inq=system', hr = 0x80004005",
                                            "1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
-                                           "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635-E\r\n'",
+                                           "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635-E\\r\\n'",
                                            kIsAxis));
 }
 
@@ -138,6 +137,38 @@ TEST_F(AxisSettings, FailureLeavesTheRecordsAlone)
         EXPECT_EQ(77, size.FrameRate);
         EXPECT_EQ(4u, m_log.Count(row.logged));
         EXPECT_EQ(3u, m_log.Count("1 CCgiCommandAxis::GetCameraSettings, GetCameraImageSize failed, hr = 0x"));
+    }
+}
+
+TEST_F(AxisSettings, RatesFollowTheCaptureFrequency)
+{
+    const std::vector<long> at60Hz = {1, 2, 3, 4, 5, 6, 8, 10, 15, 20, 25, 30};
+    const std::vector<long> at50Hz = {1, 2, 3, 4, 5, 6, 8, 10, 12, 16, 20, 25};
+    for (const VideoStandard standard : {VideoStandard::Ntsc, VideoStandard::Pal})
+    {
+        const bool is60Hz = standard == VideoStandard::Ntsc;
+        SCOPED_TRACE(is60Hz);
+        StartConnected({.model = "AXIS P5635-E", .standard = standard});
+        const std::vector<long>& expected = is60Hz ? at60Hz : at50Hz;
+        CTaskMemory<long> rates;
+        long count = 0;
+        ASSERT_EQ(S_OK, m_command->GetSupportedFrameRates(rates.put(), &count));
+        EXPECT_EQ(expected, std::vector<long>(rates.get(), rates.get() + count));
+        for (long rate = -1; rate <= 32; ++rate)
+        {
+            const bool isListed = std::find(expected.begin(), expected.end(), rate) != expected.end();
+            EXPECT_EQ(isListed ? S_OK : S_FALSE, m_command->IsImageSizeSupported2(1280, 720, rate, VC_H264)) << rate;
+        }
+
+        const std::string highest = std::to_string(expected.back());
+        m_camera->SetSetting("Image.I0.Stream.FPS", "0");
+        ImageSize2 read = {};
+        EXPECT_EQ(S_OK, m_command->GetCameraImageSize(&read));
+        EXPECT_EQ(expected.back(), read.FrameRate) << "a rate without limit is set to the highest";
+        EXPECT_EQ(highest, m_camera->Setting("Image.I0.Stream.FPS"));
+        EXPECT_EQ(1u, m_log.Count("1 CCgiCommandAxis::GetCameraFrameRate, unlimited frame rate, will set it to our "
+                                  "default: " +
+                                  highest));
     }
 }
 
@@ -329,37 +360,5 @@ TEST_F(AxisSettings, WantOfMemoryIsReported)
     EXPECT_EQ(nullptr, sizes2);
     EXPECT_THAT(m_log.Lines(), ElementsAre("8 CCgiCommandAxis::GetSupportedImageSizes, out of memory",
                                            "8 CAVCommand::GetSupportedImageSizes, out of memory"));
-}
-
-/// A camera that plays a script, for answers that no camera should give.
-class AxisAnswers : public ScriptedCameraTest
-{
-};
-
-TEST_F(AxisAnswers, ParameterUnderAnotherNameIsAnotherParameter)
-{
-    Start({HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, "image width = 1280\r\nimage height = 720"),
-           HttpReply(200, "root.Image.I0.Stream.FPS=15"), HttpReply(200, "OK")});
-    ImageSize2 size = {};
-    EXPECT_EQ(S_OK, m_command->GetCameraImageSize(&size));
-    EXPECT_EQ(30, size.FrameRate) << "the rate is asked for without the root in front";
-    EXPECT_EQ(kUpdate + "Image.I0.Stream.FPS=30", Sent().back());
-}
-
-TEST_F(AxisAnswers, HugeOrBrokenListsAreSurvived)
-{
-    const std::string rows[] = {
-        std::string(1 << 20, '='),     std::string(1 << 20, '\n'),
-        std::string(1 << 20, 'x'),     "root.Image.I0.MPEG.PCount=" + std::string(1 << 16, '9'),
-        std::string("\0\r\n\0=\0", 6), "\xff\xfe=\xff",
-    };
-    for (const std::string& body : rows)
-    {
-        Start({HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, body)});
-        EXPECT_EQ(S_OK, m_command->ConnectToCamera());
-        EXPECT_GE(Sent().size(), 10u) << "every list is asked for";
-        CameraSettings3 settings = {};
-        EXPECT_EQ(E_FAIL, m_command->GetCameraSettings3(&settings));
-    }
 }
 } // namespace

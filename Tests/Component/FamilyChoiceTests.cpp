@@ -68,7 +68,9 @@ TEST_F(FamilyChoice, CameraThatIsNoIpelaOneIsAskedWhetherItIsAnAxisOne)
     EXPECT_EQ(S_OK, command->SetAudioInVolume(2));
     EXPECT_THAT(Probes(camera), ElementsAre(kIpela, kAxis));
     EXPECT_EQ(4u, camera.Requests().size());
-    EXPECT_THAT(m_log.Lines(), ElementsAre("1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
+    EXPECT_THAT(m_log.Lines(), ElementsAre("1 CHttpRequest::SendRequest, failed for url: "
+                                           "'command/inquiry.cgi?inq=system', status code: 404, 'Scripted'",
+                                           "1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
                                            "'command/inquiry.cgi?inq=system', hr = 0x80004005",
                                            "1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
                                            "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635'",
