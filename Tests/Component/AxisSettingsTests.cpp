@@ -36,11 +36,14 @@ TEST_F(AxisSettings, FamilyIsFoundBehindIpela)
     EXPECT_EQ(S_OK, m_command->SetAudioInVolume(2));
     EXPECT_THAT(Sent(), ElementsAre("command/inquiry.cgi?inq=system", kProbe, kUpdate + "AudioSource.A0.InputGain=1",
                                     kUpdate + "AudioSource.A0.InputGain=2"));
-    EXPECT_THAT(m_log.Lines(), ElementsAre("1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
-                                           "'command/inquiry.cgi?inq=system', hr = 0x80004005",
-                                           "1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
-                                           "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635-E\\r\\n'",
-                                           kIsAxis));
+    EXPECT_THAT(m_log.Lines(),
+                ElementsAre("1 CHttpRequest::SendRequest, failed for url: 'command/inquiry.cgi?inq=system', "
+                            "status code: 404, 'Not Found'",
+                            "1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
+                            "'command/inquiry.cgi?inq=system', hr = 0x80004005",
+                            "1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
+                            "'/axis-cgi/com/ptz.cgi?whoami=yes', server response: 'AXIS P5635-E\\r\\n'",
+                            kIsAxis));
 }
 
 TEST_F(AxisSettings, RequestsAndCredentialsNameThePathAsItIs)
