@@ -17,6 +17,8 @@ struct StreamOrder
     bool multicast = false;
     std::string multicastAddress = {}; ///< what the camera announces; packets do not go there
     std::uint16_t port = 0;
+    unsigned width = 640; ///< of H.264 pictures
+    unsigned height = 480;
     unsigned framesPerSecond = 30;
     unsigned kilobitsPerSecond = 1024;
 };

@@ -120,6 +120,11 @@ HttpReply CIpelaFamily::StartStream(const HttpRequest& request, const std::vecto
                  : m_settings.Get(m_settings.CodecName()) == "h264" ? MediaKind::H264
                                                                     : MediaKind::Mpeg4;
     order.multicast = mode == "multicast";
+    if (order.kind == MediaKind::H264)
+    {
+        order.width = static_cast<unsigned>(Picture().width);
+        order.height = static_cast<unsigned>(Picture().height);
+    }
     order.framesPerSecond = m_settings.FrameRate();
     order.kilobitsPerSecond = m_settings.BitRate();
     std::string port = ValueNoCase(parameters, "UdpPort");

@@ -22,6 +22,7 @@ public:
     virtual ~IMediaSource() = default;
 
     virtual std::uint8_t PayloadType() const = 0;
+    virtual std::uint32_t ClockHz() const = 0;
     /// RTP clock ticks between two frames, and the time that they stand for.
     virtual std::uint32_t TicksPerFrame() const = 0;
     virtual std::chrono::microseconds FrameTime() const = 0;

@@ -41,4 +41,19 @@ std::optional<std::string> Decode(std::string_view text)
     return result;
 }
 
+std::string Encode(std::string_view bytes)
+{
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += 3)
+    {
+        const std::string_view group = bytes.substr(at, 3);
+        std::uint32_t bits = 0;
+        for (std::size_t i = 0; i < 3; ++i)
+            bits = (bits << 8) | (i < group.size() ? static_cast<std::uint8_t>(group[i]) : 0u);
+        for (std::size_t i = 0; i < 4; ++i)
+            text += i <= group.size() ? kAlphabet[(bits >> (18 - 6 * i)) & 0x3F] : '=';
+    }
+    return text;
+}
+
 } // namespace Base64

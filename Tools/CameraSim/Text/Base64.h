@@ -10,4 +10,6 @@ namespace Base64
 /// RFC 4648, standard alphabet, padding required; nothing for anything else.
 std::optional<std::string> Decode(std::string_view text);
 
+std::string Encode(std::string_view bytes);
+
 } // namespace Base64
