@@ -59,7 +59,7 @@ TEST(IpelaStream, VideoFollowsCodecRateAndModel)
          "M4FrameRate=30",
          3000,
          {"\x00\x00\x01\xB0", 4}},
-        {"H.264 begins with its parameter set", "SNC-EP580", "image1", "FrameRate1=10", 9000, {"\x67\x42", 2}},
+        {"H.264 begins with its parameter sets", "SNC-EP580", "image1", "FrameRate1=10", 9000, {"\x78\0", 2}},
         {"an H.264 camera set to MPEG-4", "SNC-EP580", "image1", "ImageCodec1=mpeg4", 3000, {"\x00\x00\x01\xB0", 4}},
     };
     for (const Row& row : rows)
