@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-/// A camera that answers the n-th request with the n-th answer, and 200 when there is none.
+/// A camera that answers the n-th request with the n-th answer, and with 200 when none is left.
 class CAnsweringCamera
 {
 public:
@@ -26,6 +26,12 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         m_answers.push_back(std::move(answer));
+    }
+    /// What requests get when no answer is left.
+    void SetLastAnswer(Answer answer)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_lastAnswer = std::move(answer);
     }
     WORD Port() const noexcept
     {
@@ -51,20 +57,19 @@ public:
 private:
     TunnelReply Next(const std::string& request)
     {
-        Answer answer = [](const std::string& each) { return TunnelReply{RtspReply(each, 200)}; };
+        Answer answer;
         {
             const std::lock_guard lock(m_mutex);
+            answer = m_answers.empty() ? m_lastAnswer : m_answers.front();
             if (!m_answers.empty())
-            {
-                answer = std::move(m_answers.front());
                 m_answers.pop_front();
-            }
         }
         return answer(request);
     }
 
     std::mutex m_mutex;
     std::deque<Answer> m_answers;
+    Answer m_lastAnswer = [](const std::string& request) { return TunnelReply{RtspReply(request, 200)}; };
     CTunnelCamera m_camera{[this](const std::string& request) { return Next(request); }};
 };
 
@@ -100,6 +105,13 @@ class RtspClientTest : public ::testing::Test
 {
 protected:
     static constexpr DWORD kShortMs = 300;
+
+    void TearDown() override
+    {
+        // A read that was given up holds up the closing of its tunnel until the camera closes it.
+        m_camera.Tunnel().Close(TunnelSide::Both);
+        m_client.reset();
+    }
 
     /// With a session that `user` opened; the log and the timers of the opening are forgotten.
     void Open(DWORD replyLimitMs = CRtspClient::kReplyLimitMs, const wchar_t* user = L"user",

@@ -1,0 +1,335 @@
+// One request and its reply, whatever becomes of the reply on its way: in pieces, glued, late, cut short, never coming;
+// and the tunnel closed at any moment.
+
+#include "Tests/Rtsp/RtspFixture.h"
+
+namespace
+{
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+using namespace std::chrono_literals;
+
+constexpr char kSdp[] = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=Session\r\nm=video 0 RTP/AVP 96\r\n"
+                        "a=rtpmap:96 H264/90000\r\n";
+
+constexpr char kFirstRequest[] = "OPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n";
+
+class RtspExchange : public RtspClientTest
+{
+};
+
+/// True when requests succeed again: the loss of a tunnel is noticed some milliseconds after it.
+bool ComesBack(CRtspClient& client)
+{
+    const DWORD startTick = ::GetTickCount();
+    while (::GetTickCount() - startTick < 5000)
+    {
+        if (client.GetOptions())
+            return true;
+        ::SwitchToThread();
+    }
+    return false;
+}
+
+/// The reply in two pieces, the second when the first has been read.
+CAnsweringCamera::Answer CutAt(std::size_t position, const std::string& headers, const std::string& body)
+{
+    return [=](const std::string& request) {
+        TunnelReply reply{RtspReply(request, 200, headers, body)};
+        reply.pieceBytes = position;
+        reply.pause = 30ms;
+        return reply;
+    };
+}
+
+TEST_F(RtspExchange, PutsRepliesTogetherWhereverTheyAreCut)
+{
+    Open();
+    const std::string text = RtspReply(kFirstRequest, 200, "Content-Base: rtsp://base/\r\n", kSdp);
+    const std::size_t bodyStart = text.find("\r\n\r\n") + 4;
+    // Longer than half of the reply: two pieces.
+    for (const std::size_t position : {bodyStart - 2, bodyStart, bodyStart + 1, text.size() - 1})
+    {
+        m_camera.Enqueue(CutAt(position, "Content-Base: rtsp://base/\r\n", kSdp));
+        const CSessionDescription& description = m_client->GetSessionDescription(true);
+        EXPECT_TRUE(description.IsValid()) << position;
+        EXPECT_EQ("rtsp://base/", description.Source()) << position;
+    }
+    // In the status line, a header name, a value and a line end.
+    for (const std::size_t position : {1u, 10u, 24u, 41u})
+    {
+        m_camera.Enqueue([position](const std::string& request) {
+            const std::string whole = RtspReply(request, 200, "Session: 1\r\n");
+            TunnelReply reply{whole};
+            reply.pieceBytes = std::max(position, whole.size() - position);
+            reply.pause = 30ms;
+            return reply;
+        });
+        EXPECT_TRUE(m_client->GetOptions()) << position;
+    }
+}
+
+TEST_F(RtspExchange, PutsAReplyTogetherByteByByte)
+{
+    Open();
+    m_camera.Enqueue([](const std::string& request) {
+        TunnelReply reply{RtspReply(request, 200, "", kSdp)};
+        reply.pieceBytes = 1;
+        return reply;
+    });
+    EXPECT_TRUE(m_client->GetSessionDescription(true).IsValid());
+}
+
+TEST_F(RtspExchange, LogsEveryFurtherReadAndMakesDoWithAShortBody)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 100\r\n\r\nv=0\r\n"));
+    const DWORD startTick = ::GetTickCount();
+    EXPECT_TRUE(m_client->LoadSessionDescription(true));
+    EXPECT_GE(::GetTickCount() - startTick, kShortMs + 50) << "the pause before the next read, then the read";
+    const std::vector<std::wstring> lines = ClientLines();
+    ASSERT_EQ(3u, lines.size());
+    EXPECT_EQ(L"1 CRtspClient::DoSendRtspRequest, read response (2), rtsp command: 'DESCRIBE', response body length: "
+              L"5, content length: 100",
+              lines[0]);
+    EXPECT_EQ(L"1 CRtspClient::DoSendRtspRequest, read response (2) failed, rtsp command: 'DESCRIBE'", lines[1]);
+    EXPECT_TRUE(lines[2].starts_with(L"1 CRtspClient::DoSendRtspRequest, command: 'DESCRIBE'"));
+    EXPECT_EQ(1u, m_log.Count(L"invalid session description string: v=0")) << "taken as it stands";
+}
+
+TEST_F(RtspExchange, MakesDoWithAShortBodyWhenTheCameraEndsTheReplies)
+{
+    Open();
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{"RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 9\r\n\r\nv=0\r\n"};
+        reply.close = true;
+        return reply;
+    });
+    EXPECT_TRUE(m_client->LoadSessionDescription(true));
+    EXPECT_EQ(1u, m_log.Count(L"read response (2), empty string, rtsp command: 'DESCRIBE'"));
+}
+
+TEST_F(RtspExchange, CountsTheRounds)
+{
+    Open(kShortMs);
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{"RTSP/1.0 200 OK\r\nContent-Length: 90\r\n\r\n" + std::string(60, 'x')};
+        reply.pieceBytes = 50;
+        reply.pause = 100ms;
+        return reply;
+    });
+    EXPECT_TRUE(m_client->GetParameter());
+    EXPECT_EQ(1u, m_log.Count(L"read response (2), rtsp command: 'GET_PARAMETER', response body length: 11, "));
+    EXPECT_EQ(1u, m_log.Count(L"read response (3), rtsp command: 'GET_PARAMETER', response body length: 60, "));
+    EXPECT_EQ(1u, m_log.Count(L"read response (3) failed, rtsp command: 'GET_PARAMETER'"));
+}
+
+TEST_F(RtspExchange, TakesAHeaderBlockThatIsNotCompletedAsItStands)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nCSeq: 1\r\nPublic: OPTIO"));
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_THAT(ClientLines(),
+                ElementsAre(L"1 CRtspClient::DoSendRtspRequest, read response (2), rtsp command: 'OPTIONS', response "
+                            L"body length: 0, content length: 0",
+                            L"1 CRtspClient::DoSendRtspRequest, read response (2) failed, rtsp command: 'OPTIONS'"));
+}
+
+TEST_F(RtspExchange, RestOfAReplyThatWasCutShortIsNoPartOfTheNext)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n01234"));
+    EXPECT_TRUE(m_client->GetOptions());
+    m_camera.Enqueue(
+        [](const std::string& request) { return TunnelReply{"56789" + RtspReply(request, 200, "Session: 1\r\n")}; });
+    EXPECT_TRUE(m_client->GetOptions());
+    m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n01234"));
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_TRUE(m_client->GetOptions()) << "and the rest need not come at all";
+}
+
+TEST_F(RtspExchange, BytesBehindABodyBelongToTheNextReply)
+{
+    Open(kShortMs);
+    m_camera.Enqueue([](const std::string& request) {
+        return TunnelReply{RtspReply(request, 200, "", kSdp) + "RTSP/1.0 200 OK\r\nCSeq: 2\r\nSess"};
+    });
+    EXPECT_TRUE(m_client->LoadSessionDescription(true));
+    EXPECT_EQ(0u, m_log.Count(L"invalid session description string"));
+    m_camera.Enqueue(Bytes("ion: glued;timeout=60\r\n\r\n"));
+    RtspTransport transport = Wanted();
+    EXPECT_TRUE(m_client->SetupTransport(kTrackUrl, transport));
+    EXPECT_EQ(1u, m_log.Count(L"new session id: 'glued', timeout: 60"));
+}
+
+TEST_F(RtspExchange, ReplyGluedToOneWithoutABodyIsTheNext)
+{
+    Open(kShortMs);
+    m_camera.Enqueue([](const std::string& request) {
+        return TunnelReply{RtspReply(request, 200) + "RTSP/1.0 454 Session Not Found\r\nCSeq: 2\r\n\r\n"};
+    });
+    m_camera.Enqueue(Bytes(""));
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_THAT(ClientLines(), ElementsAre(L"1 CRtspClient::GetOptions, failed, status code: 454"));
+}
+
+TEST_F(RtspExchange, LateReplyIsDroppedAndReadingGoesOn)
+{
+    Open(kShortMs);
+    m_camera.Enqueue([](const std::string& request) {
+        TunnelReply reply{RtspReply(request, 454)};
+        reply.held = true;
+        return reply;
+    });
+    EXPECT_FALSE(m_client->GetOptions());
+    m_camera.Tunnel().ReleaseHeld();
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_EQ(1u, m_log.Count(L"late response to CSeq 1 dropped, rtsp command: 'OPTIONS'"));
+    EXPECT_TRUE(m_client->GetOptions()) << "every later reply is in its place";
+}
+
+TEST_F(RtspExchange, LateReplyGluedToTheRightOneIsDropped)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes(""));
+    EXPECT_FALSE(m_client->GetOptions());
+    m_camera.Enqueue([](const std::string& request) {
+        return TunnelReply{RtspReply(kFirstRequest, 454, "", "late") + RtspReply(request, 200, "Session: right\r\n")};
+    });
+    RtspTransport transport = Wanted();
+    EXPECT_TRUE(m_client->SetupTransport(kTrackUrl, transport));
+    EXPECT_EQ(1u, m_log.Count(L"new session id: 'right'"));
+}
+
+TEST_F(RtspExchange, LateReplyAloneDoesNotProlongTheLimit)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes(""));
+    EXPECT_FALSE(m_client->GetOptions());
+    m_camera.Enqueue(Bytes(RtspReply(kFirstRequest, 200)));
+    m_log.Clear();
+    const DWORD startTick = ::GetTickCount();
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_LT(::GetTickCount() - startTick, 10 * kShortMs);
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::GetOptions, failed to send request"));
+}
+
+// Some cameras count in a way of their own.
+TEST_F(RtspExchange, AnyOtherCSeqIsAccepted)
+{
+    Open(kShortMs);
+    for (const char* reply :
+         {"RTSP/1.0 200 OK\r\nCSeq: 4711\r\n\r\n", "RTSP/1.0 200 OK\r\nCSeq: none\r\n\r\n", "RTSP/1.0 200 OK\r\n\r\n"})
+    {
+        m_camera.Enqueue(Bytes(reply));
+        EXPECT_TRUE(m_client->GetOptions()) << reply;
+    }
+}
+
+TEST_F(RtspExchange, ReplyThatIsNoneHasNoStatus)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("<html>\r\n\r\n</html>"));
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_THAT(ClientLines(), ElementsAre(L"1 CRtspClient::GetOptions, failed, status code: 0"));
+}
+
+TEST_F(RtspExchange, ReplyOfLineEndsAloneIsABadOne)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("\r\n"));
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, bad response string: '', rtsp command: 'OPTIONS'"));
+}
+
+TEST_F(RtspExchange, RepliesThatHaveEndedAreReportedAsEmpty)
+{
+    Open();
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply;
+        reply.close = true;
+        return reply;
+    });
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, empty response for rtsp command: 'OPTIONS'"));
+}
+
+TEST_F(RtspExchange, ReconnectsWhenTheTunnelWasClosed)
+{
+    Open();
+    SetUpStream();
+    m_camera.Tunnel().Close(TunnelSide::Both, true);
+    ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Both));
+    // The first request may still find the tunnel open; its loss is noticed then.
+    EXPECT_TRUE(ComesBack(*m_client));
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect"));
+    EXPECT_EQ(2u, m_camera.Tunnel().TunnelCount());
+    EXPECT_THAT(m_camera.Requests().back(), HasSubstr("\r\nSession: 12345678\r\n")) << "the session goes on";
+    EXPECT_THAT(m_camera.Requests().back(), Not(HasSubstr("CSeq: 1\r\n"))) << "and so do the numbers";
+}
+
+TEST_F(RtspExchange, FailedReconnectFailsTheRequest)
+{
+    Open(kShortMs);
+    m_camera.Tunnel().SetGetAnswer("HTTP/1.1 503 Busy\r\nContent-Length: 0\r\n\r\n");
+    m_camera.Tunnel().Close(TunnelSide::Both, true);
+    ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Both));
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_LE(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, re-connect to server failed"));
+}
+
+TEST_F(RtspExchange, ReplyOfTheOldTunnelIsNoPartOfTheNew)
+{
+    Open(kShortMs);
+    m_camera.Enqueue([](const std::string& request) {
+        TunnelReply reply{RtspReply(request, 200) + "RTSP/1.0 454 Left over\r\n"};
+        reply.reset = true;
+        reply.closedSide = TunnelSide::Post;
+        return reply;
+    });
+    EXPECT_TRUE(m_client->GetOptions());
+    ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Post));
+    EXPECT_TRUE(ComesBack(*m_client));
+    EXPECT_EQ(0u, m_log.Count(L"status code: 454"));
+}
+
+class RtspLoss : public RtspClientTest, public ::testing::WithParamInterface<std::tuple<TunnelSide, bool, int>>
+{
+};
+
+// Whatever is closed, however and during whichever request: no crash, every call within its limit, and a request that
+// works as soon as the tunnel was reopened.
+TEST_P(RtspLoss, IsSurvived)
+{
+    const auto [side, isReset, lastRequest] = GetParam();
+    Open(kShortMs);
+    const auto lose = [side = side, isReset = isReset](const std::string&) {
+        TunnelReply reply{"RTSP/1.0 200 OK\r\nContent-Length: 9\r\n\r\nx"};
+        reply.close = !isReset;
+        reply.reset = isReset;
+        reply.closedSide = side;
+        return reply;
+    };
+    for (int i = 0; i < lastRequest; ++i)
+        m_camera.Enqueue(Reply(200, "Session: 1\r\n"));
+    m_camera.Enqueue(lose);
+    const DWORD startTick = ::GetTickCount();
+    RtspTransport transport = Wanted();
+    (void)m_client->GetOptions();
+    (void)m_client->SetupTransport(kTrackUrl, transport);
+    (void)m_client->StartPlay(L"");
+    (void)m_client->StopPlay(L"");
+    // A closed GET alone is not noticed before the POST goes, too.
+    m_camera.Tunnel().Close(TunnelSide::Both, true);
+    EXPECT_TRUE(ComesBack(*m_client));
+    EXPECT_LT(::GetTickCount() - startTick, 15'000u);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEitherSideAtAnyRequest, RtspLoss,
+                         ::testing::Combine(::testing::Values(TunnelSide::Get, TunnelSide::Post, TunnelSide::Both),
+                                            ::testing::Bool(), ::testing::Values(0, 1, 2)));
+} // namespace
