@@ -165,7 +165,8 @@ TEST_F(ClientTest, BitRateShowsWhatTheCameraMadeOfIt)
 
 TEST_F(ClientTest, CameraThatStreamsOverRtspTellsItsPictureAlone)
 {
-    m_state.camera.settings = {.picture = {1280, 720, 15, StreamCodec::kH264}};
+    m_state.camera.settings = {};
+    m_state.camera.settings.picture = {1280, 720, 15, StreamCodec::kH264};
     EXPECT_EQ(Run("settings --host cam"), 0);
     EXPECT_EQ(m_out.str(), "Picture  1280x720@15 h264\n"
                            "Streams  over RTSP; this camera tells no bit rate, volume or ports here\n");
