@@ -4,19 +4,14 @@
 #include "TextEncoding/Encoding.h"
 #include "Win32/RegistryKey.h"
 
-#include <limits>
 #include <new>
 
 constinit std::atomic<CRtspClient::BeatHook> CRtspClient::s_beatHook{nullptr};
 
 namespace
 {
-constexpr wchar_t kUserAgent[] = L"ORBELL RTSP Client (ORBELL Capture Filter)";
 constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
 constexpr wchar_t kSequenceNumbers[] = L"SequenceNumbers";
-constexpr std::int32_t kUnauthorized = 401;
-constexpr std::int32_t kNotFound = 404;
-constexpr DWORD kPieceIntervalMs = 50;
 
 const wchar_t* OrEmpty(const wchar_t* text) noexcept
 {
@@ -31,47 +26,7 @@ void SaveSequenceNumbers(const std::string& list)
 }
 } // namespace
 
-/// A stay inside the exchange gate. Functions that need one take it as a parameter.
-class CRtspClient::CTurn
-{
-public:
-    CTurn(CRtspClient& client, DWORD waitMs) noexcept : m_client(client), m_isInside(client.m_gate.Enter(waitMs))
-    {
-        if (m_isInside)
-            FinishClosing();
-    }
-    ~CTurn()
-    {
-        if (!m_isInside)
-            return;
-        m_client.m_gate.Leave();
-        // Somebody who closed the client in the meantime may have given up waiting for this turn.
-        if (m_client.m_isClosing && m_client.m_gate.Enter(0))
-        {
-            FinishClosing();
-            m_client.m_gate.Leave();
-        }
-    }
-    CTurn(const CTurn&) = delete;
-    CTurn& operator=(const CTurn&) = delete;
-
-    explicit operator bool() const noexcept
-    {
-        return m_isInside;
-    }
-
-private:
-    void FinishClosing() noexcept
-    {
-        if (m_client.m_isClosing.exchange(false))
-            m_client.ForgetServer();
-    }
-
-    CRtspClient& m_client;
-    bool m_isInside;
-};
-
-CRtspClient::CRtspClient(DWORD replyLimitMs) noexcept : m_replyLimitMs(replyLimitMs), m_connection(replyLimitMs) {}
+CRtspClient::CRtspClient(DWORD replyLimitMs) noexcept : m_exchange(replyLimitMs) {}
 
 CRtspClient::~CRtspClient()
 {
@@ -83,22 +38,15 @@ bool CRtspClient::OpenSession(const wchar_t* server, WORD port, const wchar_t* p
 try
 {
     CloseSession();
-    const CTurn turn(*this, kTurnWaitMs);
-    if (!turn || !m_connection.ConnectToServer(OrEmpty(server), port, OrEmpty(path), OrEmpty(user), OrEmpty(password)))
+    const CTurn turn(m_exchange, kTurnWaitMs);
+    if (!m_exchange.Open(turn, OrEmpty(server), port, OrEmpty(path), OrEmpty(user), OrEmpty(password)))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::OpenSession, failed connecting to: '%s' '%d' '%s'",
                           OrEmpty(server), port, OrEmpty(path));
-    m_replies.Clear();
     if (!CreatePingTimer())
     {
-        m_connection.Close();
+        m_exchange.RequestClose(); // when this turn ends
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::OpenSession, failed to create thread pool timer");
     }
-    m_server = OrEmpty(server);
-    m_port = port;
-    m_path = OrEmpty(path);
-    m_user = OrEmpty(user);
-    m_password = OrEmpty(password);
-    m_authorization.SetCredentials(user, password);
     return true;
 }
 catch (const std::bad_alloc&)
@@ -110,26 +58,12 @@ catch (const std::bad_alloc&)
 void CRtspClient::CloseSession() noexcept
 {
     ClosePingTimer();
-    m_isClosing = true;
+    m_exchange.RequestClose();
     {
-        const CTurn turn(*this, kTurnWaitMs);
+        const CTurn turn(m_exchange, kTurnWaitMs); // closes it
     }
     m_state = RtspClientState::Init;
     m_description.Clear();
-}
-
-void CRtspClient::ForgetServer() noexcept
-{
-    m_connection.Close();
-    m_replies.Clear();
-    m_server.clear();
-    m_port = 0;
-    m_path.clear();
-    m_user.clear();
-    m_password.clear();
-    m_cseq = 1;
-    m_sessionId.clear();
-    m_authorization.Reset(true);
 }
 
 void CRtspClient::KeepAlive() noexcept
@@ -137,8 +71,8 @@ try
 {
     if (const BeatHook hook = s_beatHook)
         hook();
-    const CTurn turn(*this, 0);
-    if (turn && !m_server.empty())
+    const CTurn turn(m_exchange, 0);
+    if (m_exchange.IsOpen(turn))
         (void)SendOptions(turn);
 }
 catch (const std::bad_alloc&)
@@ -149,7 +83,7 @@ catch (const std::bad_alloc&)
 bool CRtspClient::GetOptions() noexcept
 try
 {
-    return SendOptions(CTurn(*this, kTurnWaitMs));
+    return SendOptions(CTurn(m_exchange, kTurnWaitMs));
 }
 catch (const std::bad_alloc&)
 {
@@ -159,7 +93,7 @@ catch (const std::bad_alloc&)
 bool CRtspClient::SendOptions(const CTurn& turn)
 {
     RtspResponse response;
-    if (!Exchange(turn, L"OPTIONS", L"", {}, response))
+    if (!m_exchange.Send(turn, L"OPTIONS", L"", {}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetOptions, failed to send request");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetOptions, failed, status code: %d",
@@ -171,7 +105,7 @@ bool CRtspClient::GetParameter() noexcept
 try
 {
     RtspResponse response;
-    if (!Exchange(CTurn(*this, kTurnWaitMs), L"GET_PARAMETER", L"", {}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"GET_PARAMETER", L"", {}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetParameter, failed to send request");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetParameter, failed, status code: %d",
@@ -189,7 +123,7 @@ try
     if (!force && m_description.IsValid())
         return true;
     RtspResponse response;
-    if (!Exchange(CTurn(*this, kTurnWaitMs), L"DESCRIBE", L"", {{L"Accept", L"application/sdp"}}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"DESCRIBE", L"", {{L"Accept", L"application/sdp"}}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::LoadSessionDescription, failed to to send request");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::LoadSessionDescription, failed, status code: %d",
@@ -218,9 +152,9 @@ try
         return false;
     const std::wstring requested = RtspHeaders::FormatTransportHeader(transport);
     Log(LogLevel::Debug, L"CRtspClient::SetupTransport, url: '%s', transport: '%s'", url, requested);
-    const CTurn turn(*this, kTurnWaitMs);
+    const CTurn turn(m_exchange, kTurnWaitMs);
     RtspResponse response;
-    if (!Exchange(turn, L"SETUP", url, {{L"Transport", requested}}, response))
+    if (!m_exchange.Send(turn, L"SETUP", url, {{L"Transport", requested}}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::SetupTransport, failed to to send command");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::SetupTransport, failed, status code: %d",
@@ -236,7 +170,7 @@ catch (const std::bad_alloc&)
     return false;
 }
 
-void CRtspClient::TakeSession(const CTurn&, const RtspResponse& response)
+void CRtspClient::TakeSession(const CTurn& turn, const RtspResponse& response)
 {
     std::string narrowId;
     std::int32_t timeoutSeconds = 0;
@@ -244,13 +178,13 @@ void CRtspClient::TakeSession(const CTurn&, const RtspResponse& response)
     const std::wstring id = CUTF8Encoding().DecodeString(narrowId);
     if (m_state != RtspClientState::Init)
     {
-        if (id != m_sessionId)
+        if (id != m_exchange.SessionId(turn))
             Log(LogLevel::Debug, L"CRtspClient::SetupTransport, unexpected session id: '%s', timeout: %d", id,
                 timeoutSeconds);
         return;
     }
     Log(LogLevel::Debug, L"CRtspClient::SetupTransport, new session id: '%s', timeout: %d", id, timeoutSeconds);
-    m_sessionId = id;
+    m_exchange.SetSessionId(turn, id);
     if (timeoutSeconds != 0)
         StartPingTimer(timeoutSeconds);
     m_state = RtspClientState::Ready;
@@ -263,7 +197,7 @@ try
     if (m_state == RtspClientState::Init)
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, can't PLAY in Init state");
     RtspResponse response;
-    if (!Exchange(CTurn(*this, kTurnWaitMs), L"PLAY", url, {{L"Range", L"npt=0.000-"}}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"PLAY", url, {{L"Range", L"npt=0.000-"}}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, failed to to send command");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, failed, status code: %d",
@@ -290,15 +224,15 @@ try
 {
     if (m_state == RtspClientState::Init)
         return true;
-    const CTurn turn(*this, kTurnWaitMs);
+    const CTurn turn(m_exchange, kTurnWaitMs);
     RtspResponse response;
-    if (!Exchange(turn, L"TEARDOWN", url, {}, response))
+    if (!m_exchange.Send(turn, L"TEARDOWN", url, {}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StopPlay, failed to to send command");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StopPlay, failed, status code: %d",
                           response.statusCode);
     m_state = RtspClientState::Init;
-    m_sessionId.clear();
+    m_exchange.SetSessionId(turn, {});
     StopPingTimer();
     Log(LogLevel::Debug, L"CRtspClient::StopPlay, client state changed to 'Init'");
     return true;
@@ -306,161 +240,6 @@ try
 catch (const std::bad_alloc&)
 {
     return false;
-}
-
-bool CRtspClient::Exchange(const CTurn& turn, const wchar_t* method, const wchar_t* url, HeaderList headers,
-                           RtspResponse& response)
-{
-    if (!turn)
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::SendRtspRequest, another request is still under way, rtsp command: '%s'",
-                          method);
-    RtspRequest request;
-    InitRequest(turn, method, url, request);
-    for (const auto& [name, value] : headers)
-        request.SetHeader(name, value);
-    return SendRtspRequest(turn, request, response);
-}
-
-void CRtspClient::InitRequest(const CTurn& turn, const wchar_t* method, const wchar_t* url, RtspRequest& request)
-{
-    request.method = method;
-    request.url = OrEmpty(url);
-    if (request.url.empty())
-        request.url = L"rtsp://" + m_server + m_path;
-    request.SetHeader(L"User-Agent", kUserAgent);
-    if (!m_sessionId.empty())
-        request.SetHeader(L"Session", m_sessionId);
-    SetAuthorization(turn, request);
-}
-
-void CRtspClient::SetAuthorization(const CTurn&, RtspRequest& request)
-{
-    const std::string credentials = m_authorization.CreateAuthorizationCredentials(request.url, request.method);
-    if (!credentials.empty())
-        request.SetHeader(L"Authorization", CUTF8Encoding().DecodeString(credentials));
-}
-
-bool CRtspClient::SendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response)
-{
-    if (!DoSendRtspRequest(turn, request, response))
-        return LogFailure(false, LogLevel::Debug, L"CRtspClient::SendRtspRequest, failed to send rtsp command: '%s'",
-                          request.method);
-    if (response.statusCode != kUnauthorized)
-        return true;
-    m_authorization.SetAuthenticateResponse(std::string(response.Header("WWW-Authenticate")));
-    SetAuthorization(turn, request);
-    if (!DoSendRtspRequest(turn, request, response))
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::SendRtspRequest, failed to re-send rtsp request with authorization");
-    if (response.statusCode == kUnauthorized || response.statusCode == kNotFound)
-        Log(LogLevel::Debug,
-            L"CRtspClient::SendRtspRequest, re-send rtsp request with authorization failed, response status code: %d",
-            response.statusCode);
-    return true;
-}
-
-bool CRtspClient::DoSendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response)
-{
-    request.cseq = m_cseq;
-    m_cseq = m_cseq < std::numeric_limits<std::int32_t>::max() ? m_cseq + 1 : 1;
-    if (!m_connection.IsConnected())
-    {
-        Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect");
-        m_replies.Clear();
-        if (m_isClosing || !m_connection.ConnectToServer(m_server.c_str(), m_port, m_path, m_user, m_password))
-            return LogFailure(false, LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, re-connect to server failed");
-    }
-    if (!m_connection.SendRequest(request.FormatRequest()))
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::DoSendRtspRequest, SendRequest failed for rtsp command: '%s'", request.method);
-    std::string text;
-    if (!ReadReply(turn, request, text, response))
-        return false;
-    // The keep-alive stays out of the log.
-    if (request.method != L"OPTIONS")
-        Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, command: '%s', url: '%s', response: \n%s",
-            request.method, request.url, text);
-    return true;
-}
-
-bool CRtspClient::ReadReply(const CTurn& turn, const RtspRequest& request, std::string& text, RtspResponse& response)
-{
-    const DWORD startTick = ::GetTickCount();
-    do
-    {
-        if (!m_replies.IsComplete() && !ReadFirstPiece(turn, request))
-        {
-            m_replies.GiveUp(request.cseq);
-            return false;
-        }
-        ReadOtherPieces(turn, request);
-        text = m_replies.TakeReply();
-        if (!response.ParseResponse(text))
-            return LogFailure(false, LogLevel::Debug,
-                              L"CRtspClient::DoSendRtspRequest, bad response string: '%s', rtsp command: '%s'", text,
-                              request.method);
-        if (!m_replies.IsLate(response))
-            return true;
-        Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, late response to CSeq %s dropped, rtsp command: '%s'",
-            response.Header("CSeq"), request.method);
-    } while (::GetTickCount() - startTick < m_replyLimitMs);
-    m_replies.GiveUp(request.cseq);
-    return LogFailure(false, LogLevel::Debug,
-                      L"CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: '%s'", request.method);
-}
-
-bool CRtspClient::ReadFirstPiece(const CTurn&, const RtspRequest& request)
-{
-    std::string data;
-    if (!m_connection.ReadResponse(data))
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: '%s'",
-                          request.method);
-    if (data.empty())
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::DoSendRtspRequest, empty response for rtsp command: '%s'", request.method);
-    return KeepPiece(data, request);
-}
-
-/// Until the reply is whole; what has come by the time that nothing more comes is the reply, too.
-void CRtspClient::ReadOtherPieces(const CTurn&, const RtspRequest& request)
-{
-    std::string data;
-    for (int round = 2; !m_replies.IsComplete() && !m_isClosing; ++round)
-    {
-        Log(LogLevel::Debug,
-            L"CRtspClient::DoSendRtspRequest, read response (%d), rtsp command: '%s', response body length: %d, "
-            L"content length: %d",
-            round, request.method, m_replies.BodyLength(), m_replies.ContentLength());
-        ::Sleep(kPieceIntervalMs);
-        if (!m_connection.ReadResponse(data))
-        {
-            Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, read response (%d) failed, rtsp command: '%s'",
-                round, request.method);
-            return;
-        }
-        if (data.empty())
-        {
-            Log(LogLevel::Debug,
-                L"CRtspClient::DoSendRtspRequest, read response (%d), empty string, rtsp command: '%s'", round,
-                request.method);
-            return;
-        }
-        if (!KeepPiece(data, request))
-            return;
-    }
-}
-
-bool CRtspClient::KeepPiece(const std::string& data, const RtspRequest& request)
-{
-    if (m_replies.Append(data))
-        return true;
-    // Where the next reply begins is not known any more: it comes through a new tunnel.
-    m_connection.Close();
-    return LogFailure(false, LogLevel::Debug,
-                      L"CRtspClient::DoSendRtspRequest, response longer than %d bytes, rtsp command: '%s'",
-                      CRtspReplyReader::kMaximumHeldBytes, request.method);
 }
 
 bool CRtspClient::CreatePingTimer() noexcept

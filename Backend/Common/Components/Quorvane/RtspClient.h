@@ -1,22 +1,15 @@
 #pragma once
 
-#include "Authentication.h"
 #include "Protocol/RtspHeaders.h"
-#include "Protocol/RtspMessage.h"
-#include "Protocol/RtspReplyReader.h"
 #include "Protocol/SdpParser.h"
-#include "RtspConnection.h"
-#include "RtspExchangeGate.h"
+#include "RtspExchange.h"
 #include "RtspKeepAlive.h"
 
 #include <windows.h>
 
 #include <atomic>
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
-#include <string>
-#include <utility>
 
 /// How far the RTSP session has come (RFC 2326, A.1).
 enum class RtspClientState
@@ -77,26 +70,10 @@ public:
 
 private:
     friend class CRtspKeepAlive;
-    class CTurn;
-    using HeaderList = std::initializer_list<std::pair<std::wstring_view, std::wstring_view>>;
+    using CTurn = CRtspExchange::CTurn;
 
     void KeepAlive() noexcept;
     bool SendOptions(const CTurn& turn);
-    void ForgetServer() noexcept;
-
-    // One request and its reply; only inside the gate.
-    [[nodiscard]] bool Exchange(const CTurn& turn, const wchar_t* method, const wchar_t* url, HeaderList headers,
-                                RtspResponse& response);
-    void InitRequest(const CTurn& turn, const wchar_t* method, const wchar_t* url, RtspRequest& request);
-    void SetAuthorization(const CTurn& turn, RtspRequest& request);
-    [[nodiscard]] bool SendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response);
-    [[nodiscard]] bool DoSendRtspRequest(const CTurn& turn, RtspRequest& request, RtspResponse& response);
-    [[nodiscard]] bool ReadReply(const CTurn& turn, const RtspRequest& request, std::string& text,
-                                 RtspResponse& response);
-    [[nodiscard]] bool ReadFirstPiece(const CTurn& turn, const RtspRequest& request);
-    void ReadOtherPieces(const CTurn& turn, const RtspRequest& request);
-    [[nodiscard]] bool KeepPiece(const std::string& data, const RtspRequest& request);
-
     void TakeSession(const CTurn& turn, const RtspResponse& response);
 
     bool CreatePingTimer() noexcept;
@@ -104,25 +81,9 @@ private:
     void StopPingTimer() noexcept;
     void ClosePingTimer() noexcept;
 
-    const DWORD m_replyLimitMs;
-
-    // Inside the gate only.
-    std::wstring m_server;
-    WORD m_port = 0;
-    std::wstring m_path;
-    std::wstring m_user;
-    std::wstring m_password;
-    CRtspConnection m_connection;
-    std::int32_t m_cseq = 1;
-    std::wstring m_sessionId;
-    CRtspReplyReader m_replies;
-    AuthorizationRequest m_authorization;
-
+    CRtspExchange m_exchange; ///< with callers and beats
     // The callers' alone.
     RtspClientState m_state = RtspClientState::Init;
     CSessionDescription m_description;
     CRtspKeepAlive m_keepAlive;
-
-    CRtspExchangeGate m_gate;
-    std::atomic<bool> m_isClosing{false}; ///< whoever is inside the gate next, or leaves it, forgets the server
 };

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "Authentication.h"
+#include "Protocol/RtspMessage.h"
+#include "Protocol/RtspReplyReader.h"
+#include "RtspConnection.h"
+#include "RtspExchangeGate.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <utility>
+
+/// Requests and replies through the tunnel to one camera, one exchange at a time: numbers the requests, answers a
+/// challenge once, puts replies together, and reopens a tunnel that was closed.
+/// Held by value by CRtspClient; owns tunnel, credentials and session id. Any thread may take a turn; everything that
+/// needs one asks for it as a parameter.
+/// Failures are logged under the client's name, then returned as false. Throws only std::bad_alloc.
+/// Hazard: whoever closes it does not wait for ever for the thread that has the turn. The close is therefore a request,
+/// carried out by the next thread that takes a turn, or by the one whose turn ends.
+class CRtspExchange
+{
+public:
+    using HeaderList = std::initializer_list<std::pair<std::wstring_view, std::wstring_view>>;
+
+    /// A stay inside the gate; false when another thread kept it for longer than `waitMs`.
+    class CTurn
+    {
+    public:
+        CTurn(CRtspExchange& exchange, DWORD waitMs) noexcept;
+        ~CTurn();
+        CTurn(const CTurn&) = delete;
+        CTurn& operator=(const CTurn&) = delete;
+
+        explicit operator bool() const noexcept
+        {
+            return m_isInside;
+        }
+
+    private:
+        CRtspExchange& m_exchange;
+        bool m_isInside;
+    };
+
+    explicit CRtspExchange(DWORD replyLimitMs) noexcept;
+    CRtspExchange(const CRtspExchange&) = delete;
+    CRtspExchange& operator=(const CRtspExchange&) = delete;
+
+    /// Keeps the arguments for reconnecting; nothing of them when it fails.
+    [[nodiscard]] bool Open(const CTurn& turn, const wchar_t* server, WORD port, const wchar_t* path,
+                            const wchar_t* user, const wchar_t* password);
+    bool IsOpen(const CTurn& turn) const noexcept;
+    /// Closes and forgets everything as soon as nobody has the turn. Waits for nothing.
+    void RequestClose() noexcept;
+
+    /// One request with the given headers behind those that every request has. A null or empty url stands for the
+    /// default one, made of server and path. True with whatever status the camera answers.
+    [[nodiscard]] bool Send(const CTurn& turn, const wchar_t* method, const wchar_t* url, HeaderList headers,
+                            RtspResponse& response);
+
+    /// Goes with every request, unless empty.
+    const std::wstring& SessionId(const CTurn&) const noexcept
+    {
+        return m_sessionId;
+    }
+    void SetSessionId(const CTurn&, std::wstring id) noexcept
+    {
+        m_sessionId = std::move(id);
+    }
+
+private:
+    void FinishClosing() noexcept;
+    void InitRequest(const wchar_t* method, const wchar_t* url, RtspRequest& request);
+    void SetAuthorization(RtspRequest& request);
+    [[nodiscard]] bool SendRtspRequest(RtspRequest& request, RtspResponse& response);
+    [[nodiscard]] bool DoSendRtspRequest(RtspRequest& request, RtspResponse& response);
+    [[nodiscard]] bool ReadReply(const RtspRequest& request, std::string& text, RtspResponse& response);
+    [[nodiscard]] bool ReadFirstPiece(const RtspRequest& request);
+    void ReadOtherPieces(const RtspRequest& request);
+    [[nodiscard]] bool KeepPiece(const std::string& data, const RtspRequest& request);
+
+    const DWORD m_replyLimitMs;
+    CRtspExchangeGate m_gate;
+    std::atomic<bool> m_isClosing{false};
+
+    // Inside the gate only.
+    std::wstring m_server;
+    WORD m_port = 0;
+    std::wstring m_path;
+    std::wstring m_user;
+    std::wstring m_password;
+    CRtspConnection m_connection;
+    std::int32_t m_cseq = 1;
+    std::wstring m_sessionId;
+    CRtspReplyReader m_replies;
+    AuthorizationRequest m_authorization;
+};
