@@ -2,7 +2,6 @@
 
 #include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
-#include <asio/write.hpp>
 
 #include <array>
 #include <chrono>
@@ -18,8 +17,8 @@ constexpr std::chrono::milliseconds kDrainTime{1000};
 
 CHttpConnection::CHttpConnection(asio::ip::tcp::socket socket, IHttpHandler& handler, const HttpLimits& limits,
                                  std::uint64_t number)
-    : m_socket(std::move(socket)), m_idleTimer(m_socket.get_executor()), m_pauseTimer(m_socket.get_executor()),
-      m_handler(handler), m_limits(limits), m_number(number)
+    : m_socket(std::move(socket)), m_idleTimer(m_socket.get_executor()), m_player(m_socket), m_handler(handler),
+      m_limits(limits), m_number(number)
 {
     asio::error_code ignored;
     m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
@@ -32,7 +31,7 @@ void CHttpConnection::Close() noexcept
     m_socket.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     m_socket.close(ignored);
     m_idleTimer.cancel();
-    m_pauseTimer.cancel();
+    m_player.Cancel();
 }
 
 asio::awaitable<void> CHttpConnection::Run()
@@ -68,7 +67,7 @@ asio::awaitable<bool> CHttpConnection::ServeOne()
     if (!hasBody)
         co_return false;
     const ReplyScript script = m_handler.OnRequest(parsed.request);
-    const bool played = co_await Play(script);
+    const bool played = co_await m_player.Play(script);
     co_return parsed.request.WantsKeepAlive() && played;
 }
 
@@ -131,85 +130,10 @@ asio::awaitable<bool> CHttpConnection::ReadMore()
     co_return !error && !m_closed;
 }
 
-asio::awaitable<bool> CHttpConnection::Play(const ReplyScript& script)
-{
-    for (const ReplyStep& step : script)
-    {
-        if (m_closed)
-            co_return false;
-        bool goesOn = true;
-        asio::error_code error;
-        switch (step.kind)
-        {
-        case ReplyStep::Kind::Send:
-            co_await asio::async_write(m_socket, asio::buffer(step.bytes),
-                                       asio::redirect_error(asio::use_awaitable, error));
-            goesOn = !error;
-            break;
-        case ReplyStep::Kind::SendSlowly:
-            goesOn = co_await SendSlowly(step);
-            break;
-        case ReplyStep::Kind::Wait:
-            goesOn = co_await Pause(step.milliseconds);
-            break;
-        case ReplyStep::Kind::Hold:
-            co_await HoldUntilClosed();
-            goesOn = false;
-            break;
-        case ReplyStep::Kind::Call:
-            step.action();
-            break;
-        case ReplyStep::Kind::Close:
-            goesOn = false;
-            break;
-        }
-        if (!goesOn)
-            co_return false;
-    }
-    co_return true;
-}
-
-asio::awaitable<bool> CHttpConnection::SendSlowly(const ReplyStep& step)
-{
-    for (const char& byte : step.bytes)
-    {
-        if (m_closed)
-            co_return false;
-        asio::error_code error;
-        co_await asio::async_write(m_socket, asio::buffer(&byte, 1), asio::redirect_error(asio::use_awaitable, error));
-        if (error)
-            co_return false;
-        const bool goesOn = co_await Pause(step.milliseconds);
-        if (!goesOn)
-            co_return false;
-    }
-    co_return true;
-}
-
-asio::awaitable<bool> CHttpConnection::Pause(std::uint32_t milliseconds)
-{
-    if (m_closed)
-        co_return false;
-    m_pauseTimer.expires_after(std::chrono::milliseconds(milliseconds));
-    asio::error_code error;
-    co_await m_pauseTimer.async_wait(asio::redirect_error(asio::use_awaitable, error));
-    co_return !m_closed;
-}
-
-asio::awaitable<void> CHttpConnection::HoldUntilClosed()
-{
-    std::array<char, kReadBytes> bytes;
-    asio::error_code error;
-    while (!error && !m_closed)
-    {
-        co_await m_socket.async_read_some(asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, error));
-    }
-}
-
 asio::awaitable<void> CHttpConnection::Refuse(const HttpRequest& partial, unsigned status, const std::string& why)
 {
     const ReplyScript script = m_handler.OnRefused(partial, status, why);
-    const bool played = co_await Play(script);
+    const bool played = co_await m_player.Play(script);
     if (played)
         co_await DrainBeforeClose();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CameraSim/Http/HttpHandler.h"
+#include "CameraSim/Http/ReplyPlayer.h"
 #include "CameraSim/Http/RequestParser.h"
 
 #include <asio/awaitable.hpp>
@@ -14,7 +15,6 @@
 /// One client connection: reads requests, lets the handler answer them in order, plays the reply scripts.
 /// Kept alive by its own coroutine; CHttpServer only watches it. Everything runs on the server's thread.
 /// Ends when the client closes, is idle too long, sends something unreadable, a script says so, or Close() is called.
-/// Hazard: a silent or slow script must notice that the client went away, so Hold reads until the end of the stream.
 class CHttpConnection : public std::enable_shared_from_this<CHttpConnection>
 {
 public:
@@ -30,10 +30,6 @@ private:
     asio::awaitable<bool> ReadHead();
     asio::awaitable<bool> ReadBody(HttpRequest& request, std::size_t lengthBytes);
     asio::awaitable<bool> ReadMore();
-    asio::awaitable<bool> Play(const ReplyScript& script);
-    asio::awaitable<bool> SendSlowly(const ReplyStep& step);
-    asio::awaitable<bool> Pause(std::uint32_t milliseconds);
-    asio::awaitable<void> HoldUntilClosed();
     asio::awaitable<void> Refuse(const HttpRequest& partial, unsigned status, const std::string& why);
     /// Closing with unread bytes resets the connection and may destroy the reply on its way.
     asio::awaitable<void> DrainBeforeClose();
@@ -41,7 +37,7 @@ private:
 
     asio::ip::tcp::socket m_socket;
     asio::steady_timer m_idleTimer;
-    asio::steady_timer m_pauseTimer;
+    CReplyPlayer m_player;
     IHttpHandler& m_handler;
     const HttpLimits m_limits;
     const std::uint64_t m_number;
