@@ -127,6 +127,13 @@ ClientReply CTestClient::Get(std::string_view target, std::string_view headers)
     return Receive();
 }
 
+std::string CTestClient::ReceiveSome(std::chrono::milliseconds patience)
+{
+    if (m_buffer.empty())
+        ReadMore(std::chrono::steady_clock::now() + patience);
+    return std::exchange(m_buffer, {});
+}
+
 std::string CTestClient::ReceiveAll(std::chrono::milliseconds patience)
 {
     const auto deadline = std::chrono::steady_clock::now() + patience;

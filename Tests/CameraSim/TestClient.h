@@ -36,6 +36,8 @@ public:
                      std::string_view body = {});
     ClientReply Receive(std::chrono::milliseconds patience = kPatience, bool isHead = false);
     ClientReply Get(std::string_view target, std::string_view headers = {});
+    /// What arrives next, however little; empty when the server closes or the time is over.
+    std::string ReceiveSome(std::chrono::milliseconds patience = kPatience);
     /// All bytes until the server closes or the time is over.
     std::string ReceiveAll(std::chrono::milliseconds patience = kPatience);
     /// True when the server closes in time; what it sends meanwhile is thrown away.

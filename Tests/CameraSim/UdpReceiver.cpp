@@ -1,7 +1,6 @@
 #include "UdpReceiver.h"
 
 #include <array>
-#include <string_view>
 
 namespace
 {
@@ -14,7 +13,9 @@ std::uint32_t BigEndian(std::string_view bytes)
     return value;
 }
 
-ReceivedPacket TakeApart(std::string_view bytes)
+} // namespace
+
+ReceivedPacket ReceivedPacket::From(std::string_view bytes)
 {
     ReceivedPacket packet;
     if (bytes.size() < 12)
@@ -34,9 +35,7 @@ ReceivedPacket TakeApart(std::string_view bytes)
     return packet;
 }
 
-} // namespace
-
-CUdpReceiver::CUdpReceiver() : m_socket(m_context, {asio::ip::address_v4::loopback(), 0}) {}
+CUdpReceiver::CUdpReceiver(std::uint16_t port) : m_socket(m_context, {asio::ip::address_v4::loopback(), port}) {}
 
 std::uint16_t CUdpReceiver::Port() const
 {
@@ -45,15 +44,23 @@ std::uint16_t CUdpReceiver::Port() const
 
 std::vector<ReceivedPacket> CUdpReceiver::Receive(std::size_t count, std::chrono::milliseconds patience)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
     std::vector<ReceivedPacket> packets;
+    for (const std::string& bytes : ReceiveBytes(count, patience))
+        packets.push_back(ReceivedPacket::From(bytes));
+    return packets;
+}
+
+std::vector<std::string> CUdpReceiver::ReceiveBytes(std::size_t count, std::chrono::milliseconds patience)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    std::vector<std::string> packets;
     std::array<char, 65536> bytes;
     bool timedOut = false;
     while (packets.size() < count && !timedOut)
     {
         m_socket.async_receive(asio::buffer(bytes), [&](const asio::error_code& error, std::size_t length) {
             if (!error)
-                packets.push_back(TakeApart({bytes.data(), length}));
+                packets.emplace_back(bytes.data(), length);
         });
         m_context.restart();
         m_context.run_until(deadline);

@@ -4,6 +4,7 @@
 #include "CameraSim/Control/ControlEndpoint.h"
 #include "CameraSim/Http/HttpServer.h"
 #include "CameraSim/Rtp/RtpSender.h"
+#include "CameraSim/Rtsp/RtspServer.h"
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
@@ -22,7 +23,8 @@ constexpr const char* kControlAddress = "127.0.0.1";
 CameraServiceOptions ServiceOptions(const CameraSimulatorOptions& options)
 {
     return {options.model,          options.standard, options.factorySettings, options.requireStreamSettings,
-            options.authentication, options.clock,    options.nonceSource,     options.onRequest};
+            options.authentication, options.rtsp,     options.clock,           options.nonceSource,
+            options.onRequest};
 }
 
 } // namespace
@@ -31,12 +33,13 @@ struct CCameraSimulator::Parts
 {
     explicit Parts(CameraSimulatorOptions given)
         : options(std::move(given)), streams(context, options.streamTimeLimit),
-          camera(ServiceOptions(options), streams), control(
-                                                        camera, streams,
-                                                        [this] {
-                                                            return ControlPorts{port, controlPort};
-                                                        },
-                                                        [this] { RequestStop(); })
+          camera(ServiceOptions(options), streams), rtsp(context, camera, camera, options.clock),
+          control(
+              camera, streams, rtsp.Service(),
+              [this] {
+                  return ControlPorts{port, controlPort};
+              },
+              [this] { RequestStop(); })
     {
         camera.AddFaults(options.faults);
     }
@@ -45,6 +48,7 @@ struct CCameraSimulator::Parts
     {
         streams.StopAll();
         server->Close();
+        rtsp.Close();
         if (controlServer)
             controlServer->Close();
     }
@@ -60,6 +64,7 @@ struct CCameraSimulator::Parts
     asio::io_context context{1};
     CRtpSender streams;
     CCameraService camera;
+    CRtspServer rtsp;
     CControlEndpoint control;
     std::unique_ptr<CHttpServer> server;
     std::unique_ptr<CHttpServer> controlServer;
@@ -93,7 +98,7 @@ std::uint16_t CCameraSimulator::Start()
                             std::uint16_t wanted) {
         return std::make_unique<CHttpServer>(parts.context, handler, address, last != 0 ? last : wanted, HttpLimits{});
     };
-    auto server = listen(parts.camera, options.bindAddress, parts.port, options.port);
+    auto server = listen(parts.rtsp, options.bindAddress, parts.port, options.port);
     if (options.controlPort)
         parts.controlServer = listen(parts.control, kControlAddress, parts.controlPort, *options.controlPort);
     parts.server = std::move(server);
@@ -209,6 +214,16 @@ std::vector<StreamStatus> CCameraSimulator::Streams() const
 void CCameraSimulator::StopStreams()
 {
     m_parts->streams.StopAll();
+}
+
+std::vector<RtspSessionStatus> CCameraSimulator::RtspSessions() const
+{
+    return m_parts->rtsp.Service().Sessions();
+}
+
+void CCameraSimulator::ExpireRtspSessions()
+{
+    m_parts->rtsp.Service().ExpireAll();
 }
 
 bool CCameraSimulator::WaitForStopRequest(std::chrono::milliseconds timeout) const

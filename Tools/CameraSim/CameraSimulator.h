@@ -3,6 +3,7 @@
 #include "CameraSim/Camera/CameraState.h"
 #include "CameraSim/Camera/MediaStreams.h"
 #include "CameraSim/Journal/JournalEntry.h"
+#include "CameraSim/Rtsp/RtspSessionStatus.h"
 
 #include <chrono>
 #include <cstdint>
@@ -22,6 +23,7 @@ struct CameraSimulatorOptions
     bool factorySettings = false;      ///< as out of the box: a client must set the camera up before it can stream
     bool requireStreamSettings = true; ///< with those settings a stream start is refused
     AuthenticationOptions authentication = {};
+    RtspOptions rtsp = {};
 
     std::string bindAddress = "127.0.0.1";
     std::uint16_t port = 0;                        ///< 0: chosen by the system
@@ -29,7 +31,8 @@ struct CameraSimulatorOptions
     std::chrono::seconds streamTimeLimit{600};     ///< a stream ends by itself after so long
 
     std::vector<Fault> faults = {};
-    std::function<std::chrono::steady_clock::time_point()> clock = {}; ///< moves the camera; empty: the steady clock
+    std::function<std::chrono::steady_clock::time_point()> clock = {}; ///< moves the camera and ends RTSP
+                                                                       ///< sessions; empty: the steady clock
     std::function<std::string()> nonceSource = {};                     ///< of Digest challenges; empty: random
     std::function<void(const JournalEntry&)> onRequest = {};           ///< called on the simulator's thread
 };
@@ -85,6 +88,10 @@ public:
 
     std::vector<StreamStatus> Streams() const;
     void StopStreams();
+
+    std::vector<RtspSessionStatus> RtspSessions() const;
+    /// Ends them all, as if their time were over.
+    void ExpireRtspSessions();
 
     /// Waits until the control interface was told to stop; false when the time is over first.
     bool WaitForStopRequest(std::chrono::milliseconds timeout) const;

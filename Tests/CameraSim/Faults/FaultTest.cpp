@@ -30,9 +30,10 @@ TEST(FaultText, EveryKindHasANameThatIsRead)
 {
     const std::string names = FaultText::AllNames();
     EXPECT_EQ("delay, body-delay, drop, drop-in-headers, drop-after-headers, garbage, status, truncate, silent, "
-              "no-challenge, big-body, chunked, drip, body",
+              "no-challenge, big-body, chunked, drip, body, drop-get, drop-post, split, glue, append, cseq, header, "
+              "expire, challenge",
               names);
-    for (int kind = 0; kind <= static_cast<int>(FaultKind::Body); ++kind)
+    for (int kind = 0; kind <= static_cast<int>(FaultKind::Challenge); ++kind)
     {
         const auto name = FaultText::Name(static_cast<FaultKind>(kind));
         EXPECT_EQ(static_cast<FaultKind>(kind), FaultText::KindFromName(name)) << name;

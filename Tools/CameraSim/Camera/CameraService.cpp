@@ -17,6 +17,14 @@ void Validate(const AuthenticationOptions& options)
         throw std::invalid_argument("MD5-sess needs qop, which brings the client's cnonce along");
 }
 
+void Validate(const RtspOptions& options)
+{
+    constexpr unsigned kMaxTimeoutSeconds = 24 * 3600;
+    if (options.timeoutSeconds == 0 || options.timeoutSeconds > kMaxTimeoutSeconds)
+        throw std::invalid_argument("an RTSP session's time is 1 to " + std::to_string(kMaxTimeoutSeconds) +
+                                    " seconds");
+}
+
 } // namespace
 
 CCameraService::CCameraService(CameraServiceOptions options, IMediaStreams& streams)
@@ -24,6 +32,7 @@ CCameraService::CCameraService(CameraServiceOptions options, IMediaStreams& stre
       m_authenticator(m_options.authentication, m_options.nonces)
 {
     Validate(m_options.authentication);
+    Validate(m_options.rtsp);
     m_family = MakeFamily();
 }
 
@@ -44,7 +53,7 @@ ReplyScript CCameraService::OnRequest(const HttpRequest& request)
 {
     const Answer answer = Decide(request);
     const bool keepAlive = request.WantsKeepAlive();
-    Record(request, answer, keepAlive, answer.reply.status >= 400 ? answer.reply.body : std::string());
+    RecordAnswer(request, answer, keepAlive, answer.reply.status >= 400 ? answer.reply.body : std::string());
     return FaultScript::Build(answer.reply, answer.faults, keepAlive, request.method == "HEAD");
 }
 
@@ -82,16 +91,13 @@ ReplyScript CCameraService::OnRefused(const HttpRequest& partial, unsigned statu
     Answer answer;
     answer.reply = HttpReply::Text(status, why);
     answer.verdict.why = "not checked";
-    Record(partial, answer, false, why);
+    RecordAnswer(partial, answer, false, why);
     return {ReplyStep::Send(HttpText::FormatHead(answer.reply, answer.reply.body.size(), false) + answer.reply.body)};
 }
 
-void CCameraService::Record(const HttpRequest& request, const Answer& answer, bool keepAlive, std::string note)
+void CCameraService::RecordAnswer(const HttpRequest& request, const Answer& answer, bool keepAlive, std::string note)
 {
     JournalEntry entry;
-    entry.when = std::chrono::system_clock::now();
-    entry.microseconds = static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_made).count());
     entry.request = request;
     if (!FaultScript::SwallowsReply(answer.faults))
     {
@@ -104,6 +110,39 @@ void CCameraService::Record(const HttpRequest& request, const Answer& answer, bo
     for (const Fault& fault : answer.faults)
         entry.faults.emplace_back(FaultText::Name(fault.kind));
     entry.note = std::move(note);
+    Record(std::move(entry));
+}
+
+std::optional<RtspConfiguration> CCameraService::RtspMedia() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_family->Rtsp();
+}
+
+RtspOptions CCameraService::Rtsp() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_options.rtsp;
+}
+
+std::vector<Fault> CCameraService::TakeFaults(std::string_view target, bool authenticated)
+{
+    const std::lock_guard lock(m_mutex);
+    return m_faults.Take(target, authenticated);
+}
+
+AuthenticationVerdict CCameraService::CheckCredentials(std::string_view method, std::string_view url,
+                                                       const std::string* authorization)
+{
+    const std::lock_guard lock(m_mutex);
+    return m_authenticator.Check(method, url, authorization);
+}
+
+void CCameraService::Record(JournalEntry entry)
+{
+    entry.when = std::chrono::system_clock::now();
+    entry.microseconds = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - m_made).count());
     entry.number = m_journal.Add(entry);
     if (m_options.onRequest)
         m_options.onRequest(entry);
@@ -118,6 +157,7 @@ CameraState CCameraService::State() const
     state.standard = m_family->Standard();
     state.requireStreamSettings = m_options.requireStreamSettings;
     state.authentication = m_authenticator.Options();
+    state.rtsp = m_options.rtsp;
     state.settings = m_family->Settings();
     state.position = m_head.Position();
     state.speed = m_head.Speed();
@@ -130,6 +170,8 @@ void CCameraService::Change(const CameraChange& change)
 {
     if (change.authentication)
         Validate(*change.authentication);
+    if (change.rtsp)
+        Validate(*change.rtsp);
     if (change.model && change.model->empty())
         throw std::invalid_argument("the model has no name");
     const std::lock_guard lock(m_mutex);
@@ -143,6 +185,7 @@ void CCameraService::Change(const CameraChange& change)
         m_family = MakeFamily();
     if (change.authentication)
         m_authenticator.Configure(*change.authentication);
+    m_options.rtsp = change.rtsp.value_or(m_options.rtsp);
     for (const auto& [name, value] : change.settings)
         m_family->ForceSetting(name, value);
     if (change.position)

@@ -6,6 +6,7 @@
 #include "CameraSim/Faults/FaultTable.h"
 #include "CameraSim/Http/HttpHandler.h"
 #include "CameraSim/Journal/Journal.h"
+#include "CameraSim/Rtsp/RtspCamera.h"
 
 #include <functional>
 #include <memory>
@@ -20,20 +21,29 @@ struct CameraServiceOptions
     bool factorySettings = false;
     bool requireStreamSettings = true;
     AuthenticationOptions authentication;
+    RtspOptions rtsp;
     CPtzHead::Clock clock;                              ///< for movement; empty: the steady clock
     CAuthenticator::NonceSource nonces;                 ///< empty: random
     std::function<void(const JournalEntry&)> onRequest; ///< called on the server's thread, once for each request
 };
 
 /// The camera behind the HTTP server: faults, authentication, the family's own answers, the journal, in this order.
-/// Borrows the streams. Any thread may call any method; one lock covers the camera, the journal has its own.
-class CCameraService final : public IHttpHandler
+/// Its RTSP server is another class, which asks it for what RTSP needs. Borrows the streams.
+/// Any thread may call any method; one lock covers the camera, the journal has its own.
+class CCameraService final : public IHttpHandler, public IRtspCamera
 {
 public:
     CCameraService(CameraServiceOptions options, IMediaStreams& streams);
 
     ReplyScript OnRequest(const HttpRequest& request) override;
     ReplyScript OnRefused(const HttpRequest& partial, unsigned status, const std::string& why) override;
+
+    std::optional<RtspConfiguration> RtspMedia() const override;
+    RtspOptions Rtsp() const override;
+    std::vector<Fault> TakeFaults(std::string_view target, bool authenticated) override;
+    AuthenticationVerdict CheckCredentials(std::string_view method, std::string_view url,
+                                           const std::string* authorization) override;
+    void Record(JournalEntry entry) override;
 
     CameraState State() const;
     /// Throws std::invalid_argument, and then nothing has changed.
@@ -56,7 +66,7 @@ private:
     };
 
     Answer Decide(const HttpRequest& request);
-    void Record(const HttpRequest& request, const Answer& answer, bool keepAlive, std::string note);
+    void RecordAnswer(const HttpRequest& request, const Answer& answer, bool keepAlive, std::string note);
     std::unique_ptr<ICameraFamily> MakeFamily() const;
 
     CameraServiceOptions m_options;

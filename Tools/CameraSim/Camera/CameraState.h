@@ -4,6 +4,7 @@
 #include "CameraSim/Camera/CameraFamily.h"
 #include "CameraSim/Camera/PtzHead.h"
 #include "CameraSim/Faults/Fault.h"
+#include "CameraSim/Rtsp/RtspOptions.h"
 
 #include <cstdint>
 #include <optional>
@@ -19,6 +20,7 @@ struct CameraState
     VideoStandard standard = VideoStandard::Ntsc;
     bool requireStreamSettings = true;
     AuthenticationOptions authentication;
+    RtspOptions rtsp;
     std::vector<CameraSetting> settings;
     PtzPosition position;
     PtzSpeed speed;
@@ -35,6 +37,7 @@ struct CameraChange
     std::optional<bool> factorySettings;
     std::optional<bool> requireStreamSettings;
     std::optional<AuthenticationOptions> authentication;
+    std::optional<RtspOptions> rtsp;
     /// Put in place without asking whether the camera has such a setting or value; no value takes a setting away.
     std::vector<std::pair<std::string, std::optional<std::string>>> settings;
     std::optional<PtzPosition> position;

@@ -11,7 +11,7 @@ namespace
 
 using StateJson::Json;
 
-constexpr std::array<std::string_view, 5> kPaths{"state", "faults", "journal", "streams", "stop"};
+constexpr std::array<std::string_view, 6> kPaths{"state", "faults", "journal", "streams", "rtsp-sessions", "stop"};
 
 HttpReply JsonReply(unsigned status, const Json& json)
 {
@@ -31,9 +31,9 @@ ReplyScript Script(const HttpReply& reply, bool keepAlive)
 
 } // namespace
 
-CControlEndpoint::CControlEndpoint(CCameraService& camera, CRtpSender& streams, std::function<ControlPorts()> ports,
-                                   std::function<void()> stop)
-    : m_camera(camera), m_streams(streams), m_ports(std::move(ports)), m_stop(std::move(stop))
+CControlEndpoint::CControlEndpoint(CCameraService& camera, CRtpSender& streams, CRtspService& rtsp,
+                                   std::function<ControlPorts()> ports, std::function<void()> stop)
+    : m_camera(camera), m_streams(streams), m_rtsp(rtsp), m_ports(std::move(ports)), m_stop(std::move(stop))
 {
 }
 
@@ -87,6 +87,11 @@ HttpReply CControlEndpoint::Answer(const HttpRequest& request)
         m_streams.StopAll();
         return State();
     }
+    else if (path == "rtsp-sessions" && method == "DELETE")
+    {
+        m_rtsp.ExpireAll();
+        return State();
+    }
     else if (path == "stop" && method == "POST")
         return JsonReply(200, {{"stopping", true}});
     else if (path != "faults" || method != "GET")
@@ -94,7 +99,7 @@ HttpReply CControlEndpoint::Answer(const HttpRequest& request)
         const bool known = std::find(kPaths.begin(), kPaths.end(), path) != kPaths.end();
         return known ? Error(405, "/" + std::string(path) + " does not know " + std::string(method))
                      : Error(404, "known here: GET and PATCH /state, GET, POST and DELETE /faults, GET and DELETE "
-                                  "/journal, DELETE /streams, POST /stop");
+                                  "/journal, DELETE /streams, DELETE /rtsp-sessions, POST /stop");
     }
     return JsonReply(200, StateJson::FromState(m_camera.State())["faults"]);
 }
@@ -103,6 +108,7 @@ HttpReply CControlEndpoint::State() const
 {
     Json json = StateJson::FromState(m_camera.State());
     json["streams"] = StateJson::FromStreams(m_streams.Streams());
+    json["rtspSessions"] = StateJson::FromRtspSessions(m_rtsp.Sessions());
     const ControlPorts ports = m_ports();
     json["ports"] = {{"camera", ports.camera}, {"control", ports.control}};
     return JsonReply(200, json);

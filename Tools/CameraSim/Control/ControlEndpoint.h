@@ -3,6 +3,7 @@
 #include "CameraSim/Camera/CameraService.h"
 #include "CameraSim/Http/HttpHandler.h"
 #include "CameraSim/Rtp/RtpSender.h"
+#include "CameraSim/Rtsp/RtspService.h"
 
 #include <cstdint>
 #include <functional>
@@ -15,14 +16,14 @@ struct ControlPorts
 
 /// The JSON control interface on its own port, for scripts and for tests in other processes:
 ///   GET /state, PATCH /state (PUT means the same), GET /faults, POST /faults, DELETE /faults, GET /journal,
-///   DELETE /journal, DELETE /streams, POST /stop.
-/// Borrows the camera and the streams. Runs on the simulator's thread.
+///   DELETE /journal, DELETE /streams, DELETE /rtsp-sessions, POST /stop.
+/// Borrows the camera, the streams and the RTSP service. Runs on the simulator's thread.
 /// A refusal is 400, 404 or 405 with {"error": "..."}, and then nothing has changed.
 class CControlEndpoint final : public IHttpHandler
 {
 public:
-    CControlEndpoint(CCameraService& camera, CRtpSender& streams, std::function<ControlPorts()> ports,
-                     std::function<void()> stop);
+    CControlEndpoint(CCameraService& camera, CRtpSender& streams, CRtspService& rtsp,
+                     std::function<ControlPorts()> ports, std::function<void()> stop);
 
     ReplyScript OnRequest(const HttpRequest& request) override;
     ReplyScript OnRefused(const HttpRequest& partial, unsigned status, const std::string& why) override;
@@ -33,6 +34,7 @@ private:
 
     CCameraService& m_camera;
     CRtpSender& m_streams;
+    CRtspService& m_rtsp;
     std::function<ControlPorts()> m_ports;
     std::function<void()> m_stop;
 };

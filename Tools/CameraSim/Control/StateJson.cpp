@@ -145,6 +145,33 @@ AuthenticationOptions ToAuthentication(const Json& json, AuthenticationOptions o
     return options;
 }
 
+Json FromRtsp(const RtspOptions& options)
+{
+    return {{"timeoutSeconds", options.timeoutSeconds},
+            {"sessionHeader", options.sessionHeader},
+            {"absoluteControls", options.absoluteControls},
+            {"sessionsOutliveTunnels", options.sessionsOutliveTunnels}};
+}
+
+RtspOptions ToRtsp(const Json& json, RtspOptions options)
+{
+    NeedObject(json, "\"rtsp\"");
+    for (const auto& [name, value] : json.items())
+    {
+        if (name == "timeoutSeconds")
+            options.timeoutSeconds = Read<unsigned>(value, name);
+        else if (name == "sessionHeader")
+            options.sessionHeader = Read<std::string>(value, name);
+        else if (name == "absoluteControls")
+            options.absoluteControls = Read<bool>(value, name);
+        else if (name == "sessionsOutliveTunnels")
+            options.sessionsOutliveTunnels = Read<bool>(value, name);
+        else
+            Complain("\"rtsp\" has no field \"" + name + "\"");
+    }
+    return options;
+}
+
 PtzPosition ToPosition(const Json& json, PtzPosition position)
 {
     NeedObject(json, "\"position\"");
@@ -252,6 +279,7 @@ Json FromState(const CameraState& state)
             {"standard", state.standard == VideoStandard::Ntsc ? "ntsc" : "pal"},
             {"requireStreamSettings", state.requireStreamSettings},
             {"authentication", FromAuthentication(state.authentication)},
+            {"rtsp", FromRtsp(state.rtsp)},
             {"settings", settings},
             {"position", {{"pan", state.position.pan}, {"tilt", state.position.tilt}, {"zoom", state.position.zoom}}},
             {"speed", {{"pan", state.speed.pan}, {"tilt", state.speed.tilt}, {"zoom", state.speed.zoom}}},
@@ -273,6 +301,27 @@ Json FromStreams(const std::vector<StreamStatus>& streams)
                         {"sentTo", "127.0.0.1:" + std::to_string(stream.order.port)},
                         {"ssrc", stream.ssrc},
                         {"packets", stream.packets}});
+    }
+    return json;
+}
+
+Json FromRtspSessions(const std::vector<RtspSessionStatus>& sessions)
+{
+    Json json = Json::array();
+    for (const RtspSessionStatus& session : sessions)
+    {
+        Json tracks = Json::array();
+        for (const RtspSessionStatus::Track& track : session.tracks)
+        {
+            tracks.push_back({{"url", Latin1ToUtf8(track.url)},
+                              {"transport", Latin1ToUtf8(track.transport)},
+                              {"ssrc", track.ssrc},
+                              {"packets", track.packets}});
+        }
+        json.push_back({{"id", session.id},
+                        {"playing", session.playing},
+                        {"idleSeconds", session.idleSeconds},
+                        {"tracks", tracks}});
     }
     return json;
 }
@@ -322,6 +371,8 @@ CameraChange ToChange(const Json& json, const CameraState& current)
             change.requireStreamSettings = Read<bool>(value, name);
         else if (name == "authentication")
             change.authentication = ToAuthentication(value, current.authentication);
+        else if (name == "rtsp")
+            change.rtsp = ToRtsp(value, current.rtsp);
         else if (name == "settings")
             ToSettings(value, change);
         else if (name == "position")

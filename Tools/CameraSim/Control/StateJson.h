@@ -3,6 +3,7 @@
 #include "CameraSim/Camera/CameraState.h"
 #include "CameraSim/Camera/MediaStreams.h"
 #include "CameraSim/Journal/JournalEntry.h"
+#include "CameraSim/Rtsp/RtspSessionStatus.h"
 
 #include <nlohmann/json.hpp>
 
@@ -23,10 +24,11 @@ std::string Text(const Json& json);
 
 Json FromState(const CameraState& state);
 Json FromStreams(const std::vector<StreamStatus>& streams);
+Json FromRtspSessions(const std::vector<RtspSessionStatus>& sessions);
 Json FromFault(const Fault& fault);
 Json FromJournal(const std::vector<JournalEntry>& entries);
 
-/// `current` is what a partial authentication or position is completed from.
+/// `current` is what a partial authentication, rtsp or position is completed from.
 CameraChange ToChange(const Json& json, const CameraState& current);
 /// One fault or an array of them. A fault is an object, or a text as the --fault option takes it.
 std::vector<Fault> ToFaults(const Json& json);

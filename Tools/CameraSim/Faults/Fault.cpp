@@ -16,7 +16,7 @@ constexpr std::uint32_t kMaxMilliseconds = 10 * 60 * 1000;
 constexpr std::size_t kMaxBodyBytes = 64 * 1024 * 1024;
 constexpr std::size_t kTenMegabytes = 10 * 1024 * 1024;
 
-constexpr std::array<std::pair<FaultKind, std::string_view>, 14> kNames{{
+constexpr std::array<std::pair<FaultKind, std::string_view>, 23> kNames{{
     {FaultKind::Delay, "delay"},
     {FaultKind::BodyDelay, "body-delay"},
     {FaultKind::Drop, "drop"},
@@ -31,6 +31,15 @@ constexpr std::array<std::pair<FaultKind, std::string_view>, 14> kNames{{
     {FaultKind::Chunked, "chunked"},
     {FaultKind::Drip, "drip"},
     {FaultKind::Body, "body"},
+    {FaultKind::DropGet, "drop-get"},
+    {FaultKind::DropPost, "drop-post"},
+    {FaultKind::Split, "split"},
+    {FaultKind::Glue, "glue"},
+    {FaultKind::Append, "append"},
+    {FaultKind::CSeq, "cseq"},
+    {FaultKind::Header, "header"},
+    {FaultKind::Expire, "expire"},
+    {FaultKind::Challenge, "challenge"},
 }};
 
 [[noreturn]] void Complain(const std::string& text)
@@ -61,10 +70,16 @@ void ApplyArgument(Fault& fault, std::string_view argument)
         break;
     case FaultKind::BigBody:
     case FaultKind::Chunked:
+    case FaultKind::Split:
         fault.sizeBytes = NumberOf<std::size_t>(argument, "the size in bytes");
         break;
     case FaultKind::Garbage:
     case FaultKind::Body:
+    case FaultKind::DropGet:
+    case FaultKind::DropPost:
+    case FaultKind::Append:
+    case FaultKind::CSeq:
+    case FaultKind::Header:
         fault.text = argument;
         break;
     default:
@@ -116,6 +131,15 @@ Fault WithDefaults(FaultKind kind)
         fault.sizeBytes = kTenMegabytes;
     if (kind == FaultKind::Chunked)
         fault.sizeBytes = 16;
+    if (kind == FaultKind::Split)
+    {
+        fault.sizeBytes = 1;
+        fault.milliseconds = 100;
+    }
+    if (kind == FaultKind::Append)
+        fault.text = "RTSP/1.0 200 OK\r\nCSeq: 0\r\n\r\n";
+    if (kind == FaultKind::CSeq)
+        fault.text = "99999";
     if (kind == FaultKind::Garbage)
         fault.text = std::string("\x01\xFF garbage \0 not HTTP\r\n\r\n", 25);
     return fault;
@@ -161,6 +185,12 @@ void Validate(const Fault& fault)
         Complain("a status is a number from 200 to 999");
     if ((fault.kind == FaultKind::BigBody || fault.kind == FaultKind::Chunked) && fault.sizeBytes == 0)
         Complain("the fault \"" + std::string(Name(fault.kind)) + "\" needs a size of at least 1 byte");
+    if (fault.kind == FaultKind::DropGet && !fault.text.empty() && fault.text != "reset")
+        Complain("the fault \"drop-get\" takes \"reset\" or nothing");
+    if (fault.kind == FaultKind::DropPost && !fault.text.empty() && fault.text != "reset" && fault.text != "answer")
+        Complain("the fault \"drop-post\" takes \"reset\", \"answer\" or nothing");
+    if (fault.kind == FaultKind::Header && fault.headers.empty() && fault.text.find('=') == fault.text.npos)
+        Complain("the fault \"header\" needs NAME=VALUE");
 }
 
 } // namespace FaultText

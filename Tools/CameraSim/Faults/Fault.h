@@ -25,22 +25,35 @@ enum class FaultKind
     BigBody,          ///< a body of many bytes
     Chunked,          ///< Transfer-Encoding: chunked, small chunks
     Drip,             ///< everything byte by byte
-    Body              ///< answers 200 with the given text instead of the camera's own answer
+    Body,             ///< answers 200 with the given text instead of the camera's own answer
+    // Of RTSP in its tunnel only; HTTP requests pass them unharmed.
+    DropGet,   ///< closes the GET instead of replying
+    DropPost,  ///< replies and closes the POST
+    Split,     ///< sends so many bytes of the reply, waits, sends the rest
+    Glue,      ///< holds the reply back and sends it in one write with the next one
+    Append,    ///< sends bytes behind the reply in the same write
+    CSeq,      ///< replies with another CSeq, or none
+    Header,    ///< sets a header of the camera's own reply, or takes one away
+    Expire,    ///< all sessions are over before the request is looked at
+    Challenge, ///< 401 with a fresh challenge, whatever the credentials are
 };
 
 struct Fault
 {
     FaultKind kind = FaultKind::Delay;
-    std::string path = {}; ///< beginning of the target without its leading slash; empty: every request
-    unsigned skip = 0;     ///< so many matching requests pass unharmed first
-    unsigned count = 1;    ///< then so many are hit; 0: until the fault is removed
+    /// Beginning of the target without its leading slash; empty: every request. Of an RTSP request the target is
+    /// "rtsp:METHOD URL", of the two HTTP requests of its tunnel "tunnel:METHOD TARGET".
+    std::string path = {};
+    unsigned skip = 0;  ///< so many matching requests pass unharmed first
+    unsigned count = 1; ///< then so many are hit; 0: until the fault is removed
     /// Hits only requests whose credentials were accepted. Always so for Body, which stands in for the camera's answer.
     bool afterAuthentication = false;
-    std::uint32_t milliseconds = 0;       ///< Delay, BodyDelay: the pause; Drip: between two bytes
+    std::uint32_t milliseconds = 0;       ///< Delay, BodyDelay, Split: the pause; Drip: between two bytes
     unsigned status = 0;                  ///< Status
-    std::size_t sizeBytes = 0;            ///< BigBody; Chunked: of one chunk
-    std::string text = {};                ///< Body, Status: the body; Garbage: the bytes
-    std::vector<HttpHeader> headers = {}; ///< Body, Status: added to the reply
+    std::size_t sizeBytes = 0;            ///< BigBody; Chunked: of one chunk; Split: before the pause
+    std::string text = {};                ///< Body, Status: the body; Garbage, Append: the bytes; CSeq: the number;
+                                          ///< Header: "NAME=VALUE"; DropGet, DropPost: "", "reset" or "answer"
+    std::vector<HttpHeader> headers = {}; ///< Body, Status: added to the reply; Header: set in it
 };
 
 namespace FaultText

@@ -34,6 +34,12 @@ constexpr const char* kFooter =
     "  status:N  no-challenge  body:TEXT               answers something else (no-challenge: 401 without a challenge)\n"
     "  truncate  big-body:BYTES  chunked:BYTES         a cut, a huge, a chunked body\n"
     "  garbage  silent                                 no HTTP at all, no answer at all\n"
+    "RTSP requests have the PATH rtsp:METHOD URL, their tunnel's two HTTP requests tunnel:METHOD TARGET. For RTSP "
+    "only:\n"
+    "  drop-get  drop-post                             closes one half; also :reset, and drop-post:answer\n"
+    "  split:BYTES  glue  append:TEXT                  pieces, two replies in one, more behind the reply\n"
+    "  cseq:TEXT  header:NAME=VALUE                    a wrong CSeq, another header\n"
+    "  expire  challenge                               the session is over, credentials are never good enough\n"
     "\n"
     "Examples:\n"
     "  camerasim --model SNC-EP580 --auth digest --user admin --password secret --verbose\n"
@@ -57,6 +63,7 @@ struct Raw
     bool unknownModel = false;
     bool noControl = false;
     bool lenientStreams = false;
+    bool relativeControls = false;
 };
 
 [[noreturn]] void Complain(const std::string& text)
@@ -98,6 +105,7 @@ void TakeCamera(const Raw& raw, ProgramOptions& options)
         Complain("--standard: \"" + raw.standard + "\" is no video standard; give ntsc (60 Hz) or pal (50 Hz).");
     options.simulator.standard = *standard;
     options.simulator.requireStreamSettings = !raw.lenientStreams;
+    options.simulator.rtsp.absoluteControls = !raw.relativeControls;
     for (const std::string& text : raw.settings)
     {
         const auto equals = text.find('=');
@@ -182,6 +190,10 @@ void Describe(CLI::App& app, Raw& raw, ProgramOptions& options)
         "A Digest nonce is stale after N requests (0: never)");
     add("--challenge", simulator.authentication.challenge, "TEXT",
         "The whole WWW-Authenticate value; {nonce} and {stale} are filled in");
+    add("--rtsp-timeout", simulator.rtsp.timeoutSeconds, "SECONDS", "An RTSP session without requests ends then (60)");
+    add("--rtsp-session", simulator.rtsp.sessionHeader, "TEXT",
+        "Session header of SETUP replies; {id} and {timeout} are filled in");
+    app.add_flag("--rtsp-relative", raw.relativeControls, "Relative controls in the session description");
     add("--fault", raw.faults, "FAULT", "Misbehave, see below; may be repeated");
     add("--port-file", options.portFile, "FILE", "Write the chosen ports there as JSON, for scripts");
     app.add_flag("--verbose,-v", options.verbose, "Print each request and its answer");

@@ -1,7 +1,15 @@
 #include "CameraSim/Rtp/RtpStream.h"
 
-#include <algorithm>
 #include <random>
+#include <utility>
+
+namespace
+{
+
+constexpr std::chrono::seconds kReportInterval{5}; // RFC 3550, 6.2
+constexpr const char* kCanonicalName = "camera@127.0.0.1";
+
+} // namespace
 
 CRtpStream::CRtpStream(asio::io_context& context, std::unique_ptr<IMediaSource> source, std::shared_ptr<IRtpSink> sink,
                        SourceChange change)
@@ -21,10 +29,12 @@ void CRtpStream::Start()
         return;
     m_running = true;
     ++m_run;
-    if (!m_hasStarted)
-        m_due = Clock::now();
-    m_hasStarted = true;
-    SkipTo(Clock::now());
+    const auto now = Clock::now();
+    if (!std::exchange(m_hasStarted, true))
+        m_due = now;
+    SkipTo(now);
+    // A receiver needs the first one at once, or it cannot tell which sound belongs to which picture.
+    m_nextReport = now;
     Schedule();
 }
 
@@ -33,6 +43,14 @@ void CRtpStream::Stop()
     const std::lock_guard lock(m_mutex);
     m_running = false;
     m_timer.cancel();
+}
+
+void CRtpStream::Finish()
+{
+    Stop();
+    const std::lock_guard lock(m_mutex);
+    if (m_packets != 0)
+        m_sink->SendRtcp(RtcpPacket::WriteBye(Report(), kCanonicalName));
 }
 
 RtpPosition CRtpStream::Next() const
@@ -72,12 +90,29 @@ void CRtpStream::SendFrame(unsigned run)
         m_sink->SendRtp(RtpPacket::Write(m_header, payload.bytes));
         ++m_header.sequence;
         ++m_packets;
+        m_octets += payload.bytes.size();
     }
     m_header.timestamp += m_source->TicksPerFrame();
     m_due += m_source->FrameTime();
     // After a pause of the machine the missed frames are left out instead of sent in one burst.
-    SkipTo(Clock::now() - m_source->FrameTime());
+    const auto now = Clock::now();
+    SkipTo(now - m_source->FrameTime());
+    if (now >= m_nextReport)
+    {
+        m_sink->SendRtcp(RtcpPacket::Write(Report(), kCanonicalName));
+        m_nextReport = now + kReportInterval;
+    }
     Schedule();
+}
+
+SenderReport CRtpStream::Report() const
+{
+    // m_header.timestamp is that of the next frame, which leaves at m_due.
+    const auto ahead = std::chrono::duration_cast<std::chrono::microseconds>(m_due - Clock::now()).count();
+    const std::int64_t ticksAhead = ahead * static_cast<std::int64_t>(m_source->ClockHz()) / 1'000'000;
+    return {m_header.ssrc, RtcpPacket::NtpTime(std::chrono::system_clock::now()),
+            m_header.timestamp - static_cast<std::uint32_t>(ticksAhead), static_cast<std::uint32_t>(m_packets),
+            static_cast<std::uint32_t>(m_octets)};
 }
 
 void CRtpStream::SkipTo(Clock::time_point earliest)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CameraSim/Rtp/MediaSource.h"
+#include "CameraSim/Rtp/RtcpPacket.h"
 #include "CameraSim/Rtp/RtpPacket.h"
 #include "CameraSim/Rtp/RtpSink.h"
 
@@ -38,6 +39,8 @@ public:
     void Start();
     /// No packet leaves any more when it returns.
     void Stop();
+    /// Stops for good, with a BYE when something was sent.
+    void Finish();
 
     RtpPosition Next() const;
     std::uint64_t Packets() const;
@@ -47,6 +50,7 @@ private:
 
     void Schedule();
     void SendFrame(unsigned run);
+    SenderReport Report() const;
     /// Leaves out the frames that were due before that moment.
     void SkipTo(Clock::time_point earliest);
 
@@ -57,6 +61,8 @@ private:
     const SourceChange m_change;
     RtpHeader m_header;
     std::uint64_t m_packets = 0;
+    std::uint64_t m_octets = 0; ///< of payload
+    Clock::time_point m_nextReport;
     bool m_running = false;
     bool m_hasStarted = false;
     unsigned m_run = 0;      ///< tells the timer of an earlier run from this one's

@@ -37,7 +37,7 @@ bool ReadPair(std::string_view text, Number& first, Number& second)
 void TakeParameter(std::string_view item, RtspTransport& transport)
 {
     const auto equals = item.find('=');
-    const auto name = Ascii::Lower(item.substr(0, equals));
+    const auto name = Ascii::Lower(Ascii::Trim(item.substr(0, equals)));
     const auto value = equals == item.npos ? std::string_view() : Ascii::Trim(item.substr(equals + 1));
     if (name == "multicast")
         transport.multicast = true;
