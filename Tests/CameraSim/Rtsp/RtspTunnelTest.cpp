@@ -78,6 +78,18 @@ TEST(RtspTunnel, ARequestMayComeWithTheHeadOfThePost)
     EXPECT_EQ("4", client.Receive().Header("CSeq"));
 }
 
+TEST(RtspTunnel, MayBeginOnAConnectionThatServedOtherRequests)
+{
+    CRtspCamera camera;
+    CTestClient get(camera.port);
+    EXPECT_EQ(200u, get.Get("/axis-cgi/param.cgi?action=list&group=Brand").status);
+    EXPECT_EQ(200u, get.Get(CTunnelClient::kTarget, "x-sessioncookie: kept\r\n").status);
+    CTunnelClient client(camera.port, "kept");
+    client.OpenPost();
+    client.Send("OPTIONS", "*");
+    EXPECT_EQ("1", get.Receive().Header("CSeq")) << "the reply has the shape of an HTTP answer";
+}
+
 TEST(RtspTunnel, CookiesKeepTunnelsApart)
 {
     CRtspCamera camera;

@@ -168,6 +168,12 @@ std::string CTunnelClient::Rest(std::chrono::milliseconds patience)
     return std::exchange(m_buffer, {});
 }
 
+std::string CTunnelClient::Some()
+{
+    ReadMore(std::chrono::steady_clock::now() + CTestClient::kPatience);
+    return std::exchange(m_buffer, {});
+}
+
 bool CTunnelClient::WaitForGetClose()
 {
     return m_get->WaitForClose();

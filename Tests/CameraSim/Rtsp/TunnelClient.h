@@ -66,6 +66,8 @@ public:
                                            std::chrono::milliseconds patience = CTestClient::kPatience);
     /// What came on the GET and belongs to no whole reply or packet, after waiting for more.
     std::string Rest(std::chrono::milliseconds patience);
+    /// What comes next on the GET, however little.
+    std::string Some();
     bool WaitForGetClose();
     bool WaitForPostClose();
     CTestClient& Post()

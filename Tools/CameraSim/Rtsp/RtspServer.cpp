@@ -46,8 +46,8 @@ ReplyScript CRtspServer::OnRefused(const HttpRequest& partial, unsigned status, 
 
 ConnectionTaker CRtspServer::TakesConnection(const HttpRequest& request)
 {
-    const auto configuration = m_camera.RtspMedia();
-    if (!IsTunnelRequest(request) || !configuration)
+    const auto configuration = IsTunnelRequest(request) ? m_camera.RtspMedia() : std::nullopt;
+    if (!configuration)
         return m_handler.TakesConnection(request);
     return [this, request, isEnabled = configuration->isEnabled](asio::ip::tcp::socket socket, std::string bytesRead) {
         const auto faults = m_camera.TakeFaults("tunnel:" + request.method + " " + request.target, false);

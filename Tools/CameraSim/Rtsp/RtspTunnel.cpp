@@ -194,6 +194,7 @@ std::shared_ptr<IRtpSink> CRtspTunnel::MakeSink(int rtpChannel, int rtcpChannel)
 
 asio::awaitable<void> CRtspTunnel::WriteReplies(std::shared_ptr<Half> get)
 {
+    const auto self = shared_from_this();
     bool goesOn = true;
     while (goesOn && !get->closed)
     {
@@ -215,6 +216,7 @@ asio::awaitable<void> CRtspTunnel::WriteReplies(std::shared_ptr<Half> get)
 
 asio::awaitable<void> CRtspTunnel::WatchGet(std::shared_ptr<Half> get)
 {
+    const auto self = shared_from_this();
     std::array<char, kReadBytes> bytes;
     asio::error_code error;
     while (!error && !get->closed)
@@ -225,6 +227,7 @@ asio::awaitable<void> CRtspTunnel::WatchGet(std::shared_ptr<Half> get)
 
 asio::awaitable<void> CRtspTunnel::ReadRequests(std::shared_ptr<Half> post, std::string bytesRead)
 {
+    const auto self = shared_from_this();
     bool readable = TakeRequests(bytesRead);
     std::array<char, kReadBytes> bytes;
     asio::error_code error;
