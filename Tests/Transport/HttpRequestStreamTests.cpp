@@ -657,6 +657,13 @@ TEST_F(HttpRequestStream, RequestThatIsSentAtOnceNeedsNoWait)
                                               L"'/axis-media/media.amp'"));
 }
 
+TEST_F(HttpRequestStream, WinInetGivesUpAForgottenQueryAfterHalfAMinute)
+{
+    const CImportPatch patch(&g_internetSetOptionSlot, &NoteReceiveLimit);
+    OpenGet();
+    EXPECT_EQ(30'500u, s_receiveLimitMs);
+}
+
 TEST_F(HttpRequestStream, PostWaitsForItsResponseWithoutALimit)
 {
     {

@@ -183,6 +183,23 @@ TEST_F(StreamClosing, ConnectionIsClosedBehindARequestThatANotificationIsClosing
     EXPECT_EQ(PostHandle(), closed.front());
 }
 
+TEST_F(StreamClosing, OtherNotificationsDoNotWaitForTheClose)
+{
+    OpenPost();
+    std::atomic<bool> wentThrough = false;
+    m_spy.beforeClose = [&](const CWinInetSpy::Request& request) {
+        // From another thread, as WinInet may: a lock held around the close would stop it.
+        std::future<void> other = std::async(std::launch::async, [&request] {
+            CRequestBlock::StatusCallback(request.handle, request.context, INTERNET_STATUS_RESPONSE_RECEIVED, nullptr,
+                                          0);
+        });
+        wentThrough = other.wait_for(std::chrono::seconds(2)) == std::future_status::ready;
+    };
+    ASSERT_TRUE(LosePost());
+    EXPECT_TRUE(WaitUntil([this] { return m_spy.CountCloses(PostHandle()) == 1; }));
+    EXPECT_TRUE(wentThrough);
+}
+
 TEST_F(StreamClosing, ClosingMayReportTheConnectionClosedOnceMore)
 {
     m_spy.beforeClose = [](const CWinInetSpy::Request& request) {
