@@ -390,6 +390,15 @@ TEST_F(HttpRequestStream, DataLargerThanTheBufferArrivesWhole)
     }
 }
 
+TEST_F(HttpRequestStream, OneReadReturnsAllThatIsAvailable)
+{
+    OpenGet();
+    m_camera.Send(Pattern(6000)); // more than the block's buffer, less than WinInet's
+    std::string data;
+    EXPECT_EQ(S_OK, m_get.Read(data, kAmpleMs));
+    EXPECT_TRUE(data == Pattern(6000)) << data.size();
+}
+
 TEST_F(HttpRequestStream, ReadTimesOutEveryTimeWithoutDataAndIsLoggedEveryTime)
 {
     OpenGet();

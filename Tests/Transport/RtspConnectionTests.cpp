@@ -3,6 +3,7 @@
 #include "Protocol/Base64.h"
 #include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/HandleCount.h"
+#include "Tests/Support/ImportPatch.h"
 #include "Tests/Support/ScriptedCamera.h"
 #include "Tests/Support/TunnelCamera.h"
 
@@ -13,6 +14,9 @@
 #include <string>
 #include <vector>
 
+QUORVANE_IMPORT_SLOT(g_internetConnectSlot, InternetConnectW, 32);
+QUORVANE_IMPORT_SLOT(g_httpSendRequestSlotOfTunnel, HttpSendRequestW, 20);
+
 namespace
 {
 constexpr wchar_t kPath[] = L"/axis-media/media.amp";
@@ -21,6 +25,32 @@ constexpr DWORD kShortMs = 300;
 std::string Options(int sequence)
 {
     return "OPTIONS rtsp://127.0.0.1/axis-media/media.amp RTSP/1.0\r\nCSeq: " + std::to_string(sequence) + "\r\n\r\n";
+}
+
+template <class Function>
+Function* Original(const char* name)
+{
+    return reinterpret_cast<Function*>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
+}
+
+/// How many more calls WinInet grants before it refuses one.
+int s_granted = 0;
+
+HINTERNET WINAPI ConnectWhileGranted(HINTERNET session, LPCWSTR server, INTERNET_PORT port, LPCWSTR user,
+                                     LPCWSTR password, DWORD service, DWORD flags, DWORD_PTR context)
+{
+    return s_granted-- > 0 ? Original<decltype(::InternetConnectW)>("InternetConnectW")(
+                                 session, server, port, user, password, service, flags, context)
+                           : nullptr;
+}
+BOOL WINAPI SendWhileGranted(HINTERNET request, LPCWSTR headers, DWORD countChars, LPVOID optional, DWORD sizeBytes)
+{
+    if (s_granted-- > 0)
+        return Original<decltype(::HttpSendRequestW)>("HttpSendRequestW")(request, headers, countChars, optional,
+                                                                          sizeBytes);
+    ::SetLastError(ERROR_INTERNET_CANNOT_CONNECT);
+    return FALSE;
 }
 
 /// A camera and a tunnel to it.
@@ -262,6 +292,39 @@ TEST_F(RtspConnection, FailedConnectClosesEverythingAndSaysWhere)
     }
     m_camera.SetGetAnswer("HTTP/1.0 200 OK\r\n\r\n");
     EXPECT_TRUE(Connect());
+}
+
+TEST_F(RtspConnection, PostThatCannotBeOpenedClosesTheGetToo)
+{
+    s_granted = 1;
+    {
+        const CImportPatch patch(&g_httpSendRequestSlotOfTunnel, &SendWhileGranted);
+        EXPECT_FALSE(Connect());
+    }
+    EXPECT_EQ(1u, CountLines(LogLevel::Error,
+                             L"CRtspConnection::ConnectToServer, failed to open POST stream, hr = 0x80004005\n"));
+    EXPECT_FALSE(m_tunnel.IsConnected());
+    EXPECT_TRUE(m_camera.WaitForEnd(TunnelSide::Get));
+    std::string reply;
+    EXPECT_FALSE(m_tunnel.ReadResponse(reply));
+    EXPECT_EQ(1u, m_camera.Heads().size());
+    const std::string cookie = HeaderValue(m_camera.Heads().at(0), "x-sessioncookie");
+    EXPECT_NE(std::wstring(cookie.begin(), cookie.end()), m_tunnel.GetSessionCookie()) << "forgotten with the rest";
+}
+
+TEST_F(RtspConnection, ConnectionThatCannotBeMadeFails)
+{
+    const CImportPatch patch(&g_internetConnectSlot, &ConnectWhileGranted);
+    s_granted = 0;
+    EXPECT_FALSE(Connect());
+    EXPECT_EQ(1u, CountLines(LogLevel::Error,
+                             L"CRtspConnection::ConnectToServer, failed to open GET connection, hr = 0x80004005\n"));
+    s_granted = 1;
+    EXPECT_FALSE(Connect());
+    EXPECT_EQ(1u, CountLines(LogLevel::Error,
+                             L"CRtspConnection::ConnectToServer, failed to open POST connection, hr = 0x80004005\n"));
+    EXPECT_FALSE(m_tunnel.IsConnected());
+    EXPECT_TRUE(m_camera.WaitForEnd(TunnelSide::Get));
 }
 
 TEST_F(RtspConnection, UnreachableCameraFails)

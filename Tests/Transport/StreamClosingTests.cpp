@@ -1,6 +1,7 @@
 #include "RequestLifetime.h"
 
 #include "HttpRequestStream.h"
+#include "RtspConnection.h"
 #include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/TunnelCamera.h"
 #include "Tests/Support/WinInetSpy.h"
@@ -187,9 +188,10 @@ TEST_F(StreamClosing, OtherNotificationsDoNotWaitForTheClose)
 {
     OpenPost();
     std::atomic<bool> wentThrough = false;
+    std::future<void> other; // outlives the close, which must not wait for it should the test fail
     m_spy.beforeClose = [&](const CWinInetSpy::Request& request) {
         // From another thread, as WinInet may: a lock held around the close would stop it.
-        std::future<void> other = std::async(std::launch::async, [&request] {
+        other = std::async(std::launch::async, [request] {
             CRequestBlock::StatusCallback(request.handle, request.context, INTERNET_STATUS_RESPONSE_RECEIVED, nullptr,
                                           0);
         });
@@ -217,6 +219,15 @@ TEST_F(StreamClosing, ClosingMayReportTheConnectionClosedOnceMore)
     EXPECT_TRUE(WaitUntil([this] { return m_spy.Closed().size() == 4; }));
     m_post->Close();
     EXPECT_EQ(6u, m_spy.Closed().size());
+}
+
+TEST_F(StreamClosing, ClosedTunnelKeepsNoHandle)
+{
+    CRtspConnection tunnel;
+    ASSERT_TRUE(tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kPath, L"", L""));
+    EXPECT_EQ(0u, m_spy.Closed().size());
+    tunnel.Close();
+    EXPECT_EQ(6u, m_spy.Closed().size()) << "two requests, two connections, two sessions";
 }
 
 TEST_F(StreamClosing, OwnerAndCameraMayCloseAtTheSameMoment)

@@ -403,7 +403,7 @@ void CAsyncHttpRequestStreamPost::OnConnectionClosed(RequestContext* context) no
 {
     Log(LogLevel::Debug, L"CAsyncHttpRequestStreamPost::OnConnectionClosed, connection closed, dwContext = 0x%x",
         context);
-    static_cast<CRequestBlock*>(context)->CloseHandle();
+    static_cast<CRequestBlock*>(context)->EndHandle();
     LoseConnection();
 }
 

@@ -148,7 +148,7 @@ void CRequestBlock::Abandon() noexcept
 void CRequestBlock::Adopt(HINTERNET handle) noexcept
 {
     m_handle = handle;
-    m_uses = 1; // the owner's, ended by CloseHandle
+    m_uses = 1; // the owner's, ended by EndHandle
 }
 
 HINTERNET CRequestBlock::Handle() const noexcept
@@ -166,7 +166,7 @@ bool CRequestBlock::HasCompleted() const noexcept
     return m_completed;
 }
 
-void CRequestBlock::CloseHandle() noexcept
+void CRequestBlock::EndHandle() noexcept
 {
     if ((m_uses.fetch_or(kClosing) & kClosing) == 0)
         EndUse();
@@ -186,7 +186,7 @@ bool CRequestBlock::BeginUse() noexcept
 void CRequestBlock::EndUse() noexcept
 {
     if (m_uses.fetch_sub(1) == (kClosing | 1))
-        ::InternetCloseHandle(m_handle);
+        const CInternetHandle closed(m_handle);
 }
 
 void CRequestBlock::Release() noexcept
@@ -245,7 +245,7 @@ void COpenRequest::Close() noexcept
     if (block == nullptr)
         return;
     block->Abandon();
-    block->CloseHandle();
+    block->EndHandle();
     block->Release();
 }
 

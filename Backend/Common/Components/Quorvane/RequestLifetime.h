@@ -75,7 +75,7 @@ public:
     bool IsHandleOpen() const noexcept;
     /// Any thread, any number of times: the handle is closed once, here or by the last CHandleUse that is under way.
     /// Takes no lock of ours, but may deliver notifications from inside the close.
-    void CloseHandle() noexcept;
+    void EndHandle() noexcept;
     /// The request's send, or a later operation, has been reported as finished.
     bool HasCompleted() const noexcept;
 
