@@ -390,6 +390,16 @@ TEST_F(HttpRequestStream, DataLargerThanTheBufferArrivesWhole)
     }
 }
 
+TEST_F(HttpRequestStream, ChunkedResponseIsReadWithoutItsChunkLines)
+{
+    m_camera.SetGetAnswer("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+    OpenGet();
+    m_camera.Send("5\r\nfirst\r\n");
+    EXPECT_EQ("first", ReadAll(5));
+    m_camera.Send("6\r\nsecond\r\n");
+    EXPECT_EQ("second", ReadAll(6));
+}
+
 TEST_F(HttpRequestStream, OneReadReturnsAllThatIsAvailable)
 {
     OpenGet();

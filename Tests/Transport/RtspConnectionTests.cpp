@@ -10,8 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 QUORVANE_IMPORT_SLOT(g_internetConnectSlot, InternetConnectW, 32);
@@ -397,6 +399,31 @@ TEST_F(RtspConnection, CloseIsBoundedWhenTheCameraKeepsThePost)
     EXPECT_TRUE(m_camera.WaitForEnd(TunnelSide::Get));
     ASSERT_TRUE(Connect());
     EXPECT_EQ(RtspReply(Options(1), 200), Exchange(Options(1)));
+}
+
+TEST_F(RtspConnection, TunnelsOnSeveralThreadsDoNotDisturbEachOther)
+{
+    std::atomic<int> exchanges = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+    {
+        threads.emplace_back([this, thread, &exchanges] {
+            CRtspConnection tunnel;
+            for (int sequence = 1000 * thread; sequence < 1000 * thread + 30; ++sequence)
+            {
+                // A new tunnel now and then, while the others are in the middle of theirs.
+                std::string reply;
+                if ((sequence % 10 != 0 || Connect(tunnel)) && tunnel.SendRequest(Options(sequence)) &&
+                    tunnel.ReadResponse(reply) && reply == RtspReply(Options(sequence), 200))
+                    ++exchanges;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(120, exchanges);
+    EXPECT_EQ(12u, m_camera.TunnelCount());
+    EXPECT_EQ(0u, m_log.Count(L"left to WinInet"));
 }
 
 TEST_F(RtspConnection, HandlesAndThreadsStayFlatOverManyTunnels)

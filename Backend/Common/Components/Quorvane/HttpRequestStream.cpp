@@ -59,12 +59,13 @@ try
 catch (const std::bad_alloc&)
 {
     CloseStream();
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::OpenStream, out of memory");
 }
 catch (HRESULT hr)
 {
     CloseStream();
-    return hr;
+    return LogFailure(hr, LogLevel::Error, L"CAsyncHttpRequestStream::OpenStream, no request could be made, hr = 0x%x",
+                      hr);
 }
 
 HRESULT CAsyncHttpRequestStream::Send(const std::wstring& url, const std::wstring& headers, DWORD timeoutMs)
@@ -113,7 +114,7 @@ catch (const std::bad_alloc&)
 {
     headers.clear();
     content.clear();
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::WaitForResponse, out of memory");
 }
 
 HRESULT CAsyncHttpRequestStream::ReceiveResponse(DWORD& statusCode, std::wstring& headers, std::string& content,
@@ -229,7 +230,7 @@ try
 catch (const std::bad_alloc&)
 {
     data.clear();
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::Read, out of memory");
 }
 
 HRESULT CAsyncHttpRequestStream::QueryDataAvailable(DWORD& availableBytes) noexcept
@@ -372,7 +373,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::Write, out of memory");
 }
 
 HRESULT CAsyncHttpRequestStreamPost::OpenStream(const std::wstring& url, const std::wstring& headers) noexcept

@@ -185,8 +185,9 @@ bool CRequestBlock::BeginUse() noexcept
 
 void CRequestBlock::EndUse() noexcept
 {
-    if (m_uses.fetch_sub(1) == (kClosing | 1))
-        const CInternetHandle closed(m_handle);
+    if (m_uses.fetch_sub(1) != (kClosing | 1))
+        return;
+    const CInternetHandle closedOnReturn(m_handle);
 }
 
 void CRequestBlock::Release() noexcept

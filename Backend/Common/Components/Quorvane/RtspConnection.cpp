@@ -43,7 +43,7 @@ catch (HRESULT)
 catch (const std::bad_alloc&)
 {
     Close();
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspConnection::ConnectToServer, out of memory");
 }
 
 void CRtspConnection::OpenTunnel(const wchar_t* server, WORD port, const std::wstring& path, const std::wstring& user,
@@ -75,7 +75,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspConnection::SendRequest, out of memory");
 }
 
 bool CRtspConnection::ReadResponse(std::string& data) noexcept
