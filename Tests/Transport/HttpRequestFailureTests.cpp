@@ -288,7 +288,7 @@ TEST_F(HttpRequestFailure, WaitForTheBodyThatCannotBeMade)
     {
         s_waitsBeforeFailure = 1; // for the headers
         const CImportPatch failing(&s_waitSlot, &FailWait);
-        answer = Get(L"x", kShortMs);
+        answer = Get(L"x", kAnswerMs);
     }
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(200u, answer.statusCode);

@@ -14,6 +14,8 @@
 
 inline constexpr DWORD kAmpleMs = 10000;
 inline constexpr DWORD kShortMs = 200;
+/// Enough for a camera on this machine to answer, also when the machine is busy.
+inline constexpr DWORD kAnswerMs = 600;
 
 /// How long nothing more is logged about a camera that fails.
 inline constexpr DWORD kHourMs = 3'600'000;

@@ -304,7 +304,7 @@ TEST_F(HttpRequest, BodyBeyondTheLimitIsGivenUp)
 TEST_F(HttpRequest, BodyThatStallsFails)
 {
     Open({StalledBody(), HttpReply(200, "fine")});
-    const Answer answer = Get(L"x", kShortMs);
+    const Answer answer = Get(L"x", kAnswerMs);
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(200u, answer.statusCode);
     EXPECT_EQ(1u,
@@ -353,7 +353,7 @@ TEST_F(HttpRequest, FailedRequestOfAnyKindDoesNotEndTheHour)
         HRESULT hr;
         std::size_t lines; // about the two time-outs around the reply
     } rows[] = {
-        {"body that stalls", StalledBody(), kShortMs, E_FAIL, 1},
+        {"body that stalls", StalledBody(), kAnswerMs, E_FAIL, 1},
         {"failing status", HttpReply(404, "none"), kAmpleMs, E_FAIL, 1},
         {"refusal without a challenge", HttpReply(401, ""), kAmpleMs, E_FAIL, 1},
         {"connection closed without an answer", Raw(""), kAmpleMs, E_FAIL, 1},
