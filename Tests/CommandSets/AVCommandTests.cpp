@@ -44,7 +44,6 @@ std::span<const CommandSetFamily> CommandSetFamilies() noexcept
 
 namespace
 {
-using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
