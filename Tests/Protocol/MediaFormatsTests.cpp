@@ -17,22 +17,15 @@ namespace
 {
 CSessionDescription DescriptionOf(const std::string& lines)
 {
-    CSessionDescription description;
-    description.Initialize("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines, "rtsp://camera/");
-    return description;
+    return {"v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines, "rtsp://camera/"};
 }
 
-MediaDescription MediaOf(const std::string& lines)
-{
-    return DescriptionOf(lines).Media().at(0);
-}
-
-MediaFormat H264Format(std::string clockRate, std::string parameters)
+MediaFormat H264Format(std::string_view clockRate, std::string_view parameters)
 {
     MediaFormat format;
     format.encodingName = "H264";
-    format.clockRate = std::move(clockRate);
-    format.fmtpParameters = std::move(parameters);
+    format.clockRate = clockRate;
+    format.fmtpParameters = parameters;
     return format;
 }
 
@@ -94,7 +87,8 @@ TEST(MediaFormats, H264VideoIsFoundByItsFormat)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        const MediaDescription media = MediaOf(row.lines);
+        const CSessionDescription description = DescriptionOf(row.lines);
+        const MediaDescription& media = description.Media().front();
         H264FormatParameters parameters;
         parameters.profileLevelId = "untouched";
         const CLogCapture log;
@@ -155,7 +149,8 @@ TEST(MediaFormats, PcmuAudioIsFoundByItsFormat)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        const MediaDescription media = MediaOf(row.lines);
+        const CSessionDescription description = DescriptionOf(row.lines);
+        const MediaDescription& media = description.Media().front();
         const CLogCapture log;
         EXPECT_EQ(MediaFormats::MediaHasPCMUAudio(media), row.has);
         EXPECT_EQ(log.Lines(), row.log);

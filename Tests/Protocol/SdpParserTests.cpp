@@ -27,9 +27,7 @@ constexpr std::string_view kTypical = "v=0\r\n"
 
 CSessionDescription Parse(std::string_view text)
 {
-    CSessionDescription description;
-    description.Initialize(text, "rtsp://camera/base/");
-    return description;
+    return {text, "rtsp://camera/base/"};
 }
 
 /// The typical answer with one line replaced; by nothing at all when `to` is empty.
@@ -43,10 +41,15 @@ std::string With(std::string_view from, std::string_view to)
                         to.empty() ? std::string() : std::string(to) + "\r\n");
 }
 
-/// The media of a description that consists of these lines behind the session's.
-MediaDescription MediaOf(const std::string& lines)
+/// A description of these lines behind the session's; its only media is what the test is about.
+CSessionDescription ParseMedia(const std::string& lines)
 {
-    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines).Media().at(0);
+    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines);
+}
+
+const MediaDescription& MediaAt(const CSessionDescription& description, std::ptrdiff_t index)
+{
+    return *std::next(description.Media().begin(), index);
 }
 
 /// What the media's formats are, as text, in the order of the map.
@@ -54,9 +57,13 @@ std::vector<std::string> Formats(const MediaDescription& media)
 {
     std::vector<std::string> result;
     for (const auto& [key, format] : media.formats)
-        result.push_back(key + ":" + format.format + "|" + format.rtpmapPayloadType + "|" + format.encodingName + "|" +
-                         format.clockRate + "|" + format.encodingParameters + "|" + format.fmtpPayloadType + "|" +
-                         format.fmtpParameters);
+    {
+        std::string text = std::string(key) + ":" + std::string(format.format);
+        for (const std::string_view field : {format.rtpmapPayloadType, format.encodingName, format.clockRate,
+                                             format.encodingParameters, format.fmtpPayloadType, format.fmtpParameters})
+            text.append("|").append(field);
+        result.push_back(text);
+    }
     return result;
 }
 
@@ -75,7 +82,7 @@ TEST(SessionDescription, TypicalAnswerIsUnderstood)
     EXPECT_EQ(description.Version(), "0");
     EXPECT_EQ(description.SessionName(), "Media Presentation");
     ASSERT_THAT(description.Media(), SizeIs(1));
-    const MediaDescription& media = description.Media()[0];
+    const MediaDescription& media = description.Media().front();
     EXPECT_EQ(media.mediaType, "video");
     EXPECT_EQ(media.port, "0");
     EXPECT_EQ(media.protocol, "RTP/AVP");
@@ -90,7 +97,7 @@ TEST(SessionDescription, OriginHasSixTokens)
     {
         const char* reason;
         const char* line;
-        std::vector<std::string> fields;
+        std::vector<std::string_view> fields;
     } rows[] = {
         {"all six", "o=root 12 34 IN IP4 10.0.0.1", {"root", "12", "34", "IN", "IP4", "10.0.0.1"}},
         {"runs of blanks count as one", "o=root  12   34 IN IP6  ::1", {"root", "12", "34", "IN", "IP6", "::1"}},
@@ -103,8 +110,8 @@ TEST(SessionDescription, OriginHasSixTokens)
         SCOPED_TRACE(row.reason);
         const CSessionDescription description = Parse(With("o=", row.line));
         const SessionOrigin& origin = description.Origin();
-        EXPECT_EQ((std::vector<std::string>{origin.userName, origin.sessionId, origin.sessionVersion,
-                                            origin.networkType, origin.addressType, origin.address}),
+        EXPECT_EQ((std::vector<std::string_view>{origin.userName, origin.sessionId, origin.sessionVersion,
+                                                 origin.networkType, origin.addressType, origin.address}),
                   row.fields);
     }
 }
@@ -115,7 +122,7 @@ TEST(SessionDescription, ConnectionSplitsItsAddressAtSlashes)
     {
         const char* reason;
         const char* line;
-        std::vector<std::string> fields;
+        std::vector<std::string_view> fields;
     } rows[] = {
         {"address alone", "c=IN IP4 10.0.0.1", {"IN", "IP4", "10.0.0.1", "", ""}},
         {"with ttl", "c=IN IP4 224.2.1.1/127", {"IN", "IP4", "224.2.1.1", "127", ""}},
@@ -129,8 +136,8 @@ TEST(SessionDescription, ConnectionSplitsItsAddressAtSlashes)
         SCOPED_TRACE(row.reason);
         const CSessionDescription description = Parse(With("s=", std::string("s=x\r\n") + row.line));
         const ConnectionData& connection = description.SessionConnection();
-        EXPECT_EQ((std::vector<std::string>{connection.networkType, connection.addressType, connection.address,
-                                            connection.ttl, connection.numberOfAddresses}),
+        EXPECT_EQ((std::vector<std::string_view>{connection.networkType, connection.addressType, connection.address,
+                                                 connection.ttl, connection.numberOfAddresses}),
                   row.fields);
     }
 }
@@ -141,7 +148,7 @@ TEST(SessionDescription, MediaLineIsSplitIntoItsParts)
     {
         const char* reason;
         const char* line;
-        std::vector<std::string> fields; ///< type, port, number of ports, protocol, then the formats
+        std::vector<std::string_view> fields; ///< type, port, number of ports, protocol, then the formats
     } rows[] = {
         {"usual", "m=video 0 RTP/AVP 96", {"video", "0", "", "RTP/AVP", "96"}},
         {"number of ports", "m=audio 5004/2 RTP/AVP 0", {"audio", "5004", "2", "RTP/AVP", "0"}},
@@ -155,8 +162,9 @@ TEST(SessionDescription, MediaLineIsSplitIntoItsParts)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        const MediaDescription media = MediaOf(row.line);
-        std::vector<std::string> fields = {media.mediaType, media.port, media.numberOfPorts, media.protocol};
+        const CSessionDescription description = ParseMedia(row.line);
+        const MediaDescription& media = description.Media().front();
+        std::vector<std::string_view> fields = {media.mediaType, media.port, media.numberOfPorts, media.protocol};
         for (const auto& [key, format] : media.formats)
         {
             EXPECT_EQ(format.format, key);
@@ -180,14 +188,14 @@ TEST(SessionDescription, LinesBelongToTheSessionUntilTheFirstMedia)
     EXPECT_EQ(description.SessionBandwidth(), "AS:1");
     EXPECT_EQ(description.SessionControl(), "top");
     ASSERT_THAT(description.Media(), SizeIs(2));
-    const MediaDescription& first = description.Media()[0];
+    const MediaDescription& first = description.Media().front();
     EXPECT_EQ(first.information, "first");
     ASSERT_THAT(first.connections, SizeIs(2));
-    EXPECT_EQ(first.connections[0].address, "2.2.2.2");
-    EXPECT_EQ(first.connections[1].address, "3.3.3.3");
+    EXPECT_EQ(first.connections.front().address, "2.2.2.2");
+    EXPECT_EQ(first.connections.back().address, "3.3.3.3");
     EXPECT_EQ(first.bandwidth, "AS:2");
     EXPECT_EQ(first.control, "one");
-    const MediaDescription& second = description.Media()[1];
+    const MediaDescription& second = MediaAt(description, 1);
     EXPECT_EQ(second.mediaType, "audio");
     EXPECT_EQ(second.information, "second");
     EXPECT_THAT(second.connections, IsEmpty());
@@ -252,7 +260,7 @@ TEST(SessionDescription, ValuesAreKeptAsTheyStand)
 {
     EXPECT_EQ(Parse(With("s=", "s= a = b ")).SessionName(), " a = b ") << "the first equals sign ends the type";
     EXPECT_EQ(Parse(With("s=", "s=Kam\xC3\xA9ra")).SessionName(), "Kam\xC3\xA9ra") << "bytes above 127";
-    EXPECT_EQ(Parse(With("a=control", "a=control:rtsp://h:554/a")).Media()[0].control, "rtsp://h:554/a")
+    EXPECT_EQ(Parse(With("a=control", "a=control:rtsp://h:554/a")).Media().front().control, "rtsp://h:554/a")
         << "the first colon ends the name";
     EXPECT_TRUE(Parse(With("s=", "s= ")).IsValid()) << "a session without a name has a blank there (RFC 4566, 5.3)";
 }
@@ -260,7 +268,7 @@ TEST(SessionDescription, ValuesAreKeptAsTheyStand)
 TEST(SessionDescription, TheLastLineOfAKindCounts)
 {
     EXPECT_EQ(Parse(With("s=", "s=one\r\ns=two")).SessionName(), "two");
-    EXPECT_EQ(Parse(With("a=control", "a=control:one\r\na=control:two")).Media()[0].control, "two");
+    EXPECT_EQ(Parse(With("a=control", "a=control:one\r\na=control:two")).Media().front().control, "two");
     EXPECT_EQ(Parse(With("o=", "o=a 1 1 IN IP4 h\r\no=b 2")).Origin().address, "");
 }
 
@@ -275,7 +283,7 @@ TEST(SessionDescription, AttributesGoToTheirFields)
     EXPECT_EQ(description.Tool(), "server 1.0");
     EXPECT_EQ(description.Charset(), "utf-8");
     EXPECT_EQ(description.Type(), "broadcast");
-    const MediaDescription& media = description.Media()[0];
+    const MediaDescription& media = description.Media().front();
     EXPECT_EQ(media.transform, "1,0,0");
     EXPECT_EQ(media.frameRate, "12.5");
     EXPECT_EQ(media.quality, "9");
@@ -301,7 +309,7 @@ TEST(SessionDescription, SomeAttributeNamesCountInAnyCase)
     EXPECT_EQ(description.Charset(), "") << "exact";
     EXPECT_EQ(description.Type(), "") << "exact";
     EXPECT_EQ(description.SessionControl(), "top");
-    const MediaDescription& media = description.Media()[0];
+    const MediaDescription& media = description.Media().front();
     EXPECT_EQ(media.control, "one");
     EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000||96|x=1"));
     EXPECT_EQ(media.frameRate, "25");
@@ -335,7 +343,9 @@ TEST(SessionDescription, RtpmapIsCutAtBlanksAndSlashes)
     {
         SCOPED_TRACE(row.reason);
         const CLogCapture log;
-        const MediaDescription media = MediaOf("m=video 0 RTP/AVP 96\r\na=rtpmap:" + std::string(row.value) + "\r\n");
+        const CSessionDescription description =
+            ParseMedia("m=video 0 RTP/AVP 96\r\na=rtpmap:" + std::string(row.value) + "\r\n");
+        const MediaDescription& media = description.Media().front();
         const std::wstring invalid =
             L"1 CSessionDescription::Initialize, invalid rtpmap: " + Wide(row.value) + L", ignored";
         if (row.format != nullptr)
@@ -368,7 +378,9 @@ TEST(SessionDescription, FmtpIsCutAtItsFirstBlank)
     {
         SCOPED_TRACE(row.reason);
         const CLogCapture log;
-        const MediaDescription media = MediaOf("m=video 0 RTP/AVP 26\r\na=fmtp:" + std::string(row.value) + "\r\n");
+        const CSessionDescription description =
+            ParseMedia("m=video 0 RTP/AVP 26\r\na=fmtp:" + std::string(row.value) + "\r\n");
+        const MediaDescription& media = description.Media().front();
         if (row.format != nullptr)
         {
             EXPECT_THAT(Formats(media), ElementsAre("26:26|||||" + std::string(row.format)));
@@ -386,8 +398,9 @@ TEST(SessionDescription, FmtpIsCutAtItsFirstBlank)
 TEST(SessionDescription, AttributesOfFormatsThatAreNotListedMakeAnEntry)
 {
     const CLogCapture log;
-    const MediaDescription media =
-        MediaOf("m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=rtpmap:97 H265/90000\r\na=fmtp:98 x=1\r\n");
+    const CSessionDescription description =
+        ParseMedia("m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=rtpmap:97 H265/90000\r\na=fmtp:98 x=1\r\n");
+    const MediaDescription& media = description.Media().front();
     EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000|||", "97:|97|H265|90000|||", "98:|||||98|x=1"));
     // Complained about, no more.
     EXPECT_THAT(log.Lines(), ElementsAre(L"1 MediaDescription::IsValid, invalid entry in format info map (97 : ), "
@@ -402,7 +415,7 @@ TEST(SessionDescription, FormatAttributesOutsideAMediaAreLoggedAndIgnored)
     const CSessionDescription description =
         Parse(With("s=", "s=x\r\na=rtpmap:96 H265/90000\r\na=fmtp:96 x=1\r\na=rtpmap\r\na=fmtp:"));
     EXPECT_TRUE(description.IsValid());
-    EXPECT_THAT(Formats(description.Media()[0]), ElementsAre("96:96|96|H264|90000||96|packetization-mode=1"));
+    EXPECT_THAT(Formats(description.Media().front()), ElementsAre("96:96|96|H264|90000||96|packetization-mode=1"));
     EXPECT_THAT(
         log.Lines(),
         ElementsAre(L"1 CSessionDescription::Initialize, pMedia is NULL when parsing rtpmap: 96 H265/90000, ignored",
@@ -429,13 +442,29 @@ TEST(SessionDescription, InitializeForgetsWhatWasThere)
     EXPECT_EQ(description.SessionInformation(), "new");
     EXPECT_EQ(description.Version(), "");
     EXPECT_EQ(description.Origin().userName, "");
-    EXPECT_EQ(description.Tool() + description.Charset() + description.Type(), "");
+    EXPECT_EQ(description.Tool(), "");
+    EXPECT_EQ(description.Charset(), "");
+    EXPECT_EQ(description.Type(), "");
     EXPECT_THAT(description.Media(), IsEmpty());
 
-    description = Parse(kTypical);
+    description.Initialize(kTypical, "source");
     description.Clear();
-    EXPECT_EQ(description.Source() + description.Version() + description.SessionName(), "");
+    EXPECT_EQ(description.Source(), "");
+    EXPECT_EQ(description.Version(), "");
+    EXPECT_EQ(description.SessionName(), "");
     EXPECT_THAT(description.Media(), IsEmpty());
+}
+
+TEST(SessionDescription, TextsAreTheDescriptionsOwn)
+{
+    std::string text(kTypical);
+    std::string source = "rtsp://camera/";
+    const CSessionDescription description(text, source);
+    std::ranges::fill(text, 'x');
+    std::ranges::fill(source, 'x');
+    EXPECT_EQ(description.Source(), "rtsp://camera/");
+    EXPECT_EQ(description.SessionName(), "Media Presentation");
+    EXPECT_EQ(description.Media().front().control, "trackID=1");
 }
 
 TEST(SessionDescription, RulesOfTheSession)
@@ -585,7 +614,8 @@ TEST(SessionDescription, RulesOfAMedia)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        const MediaDescription media = MediaOf(row.lines);
+        const CSessionDescription description = ParseMedia(row.lines);
+        const MediaDescription& media = description.Media().front();
         const CLogCapture log;
         EXPECT_EQ(media.IsValid(), row.isValid);
         EXPECT_EQ(log.Lines(), row.log);
@@ -597,9 +627,10 @@ TEST(SessionDescription, IncompleteRtpmapOfADynamicFormatIsLogged)
     // The parser stores complete ones only; the record can hold others.
     for (auto field : {&MediaFormat::rtpmapPayloadType, &MediaFormat::encodingName, &MediaFormat::clockRate})
     {
-        MediaDescription media = Parse(kTypical).Media()[0];
+        const CSessionDescription description = Parse(kTypical);
+        MediaDescription media = description.Media().front();
         EXPECT_TRUE(media.IsValid());
-        (media.formats.at("96").*field).clear();
+        media.formats.at("96").*field = {};
         const CLogCapture log;
         EXPECT_TRUE(media.IsValid());
         EXPECT_THAT(log.Lines(), ElementsAre(L"1 MediaDescription::IsValid, invalid media, dynamic rtp payload type "

@@ -11,9 +11,41 @@ CEndOfNalBitStreamException::CEndOfNalBitStreamException(std::uint32_t bitsToGet
                   static_cast<int>(bitsToGet));
 }
 
-void CNalBitStream::ThrowEndOfStream(std::uint32_t bitsToRead) const
+void CNalBitStream::LoadByte() noexcept
 {
-    Log(LogLevel::Debug, L"CNalBitStream::ReadBits, end of stream encountered, bitsToRead = %d, head = %d", bitsToRead,
-        m_bitsInCache);
-    throw CEndOfNalBitStreamException(bitsToRead, m_bitsInCache);
+    if (!IsNextDropped())
+    {
+        m_cache = m_cache << 8 | *m_current;
+        m_bitsInCache += 8;
+    }
+    ++m_current;
+}
+
+void CNalBitStream::LoadAhead() noexcept
+{
+    while (m_bitsInCache <= kCacheBits - 8 && m_current != m_end && !IsNextDropped())
+        LoadByte();
+}
+
+void CNalBitStream::Load(std::uint32_t count)
+{
+    while (m_bitsInCache < static_cast<std::int32_t>(count))
+    {
+        if (m_current == m_end)
+        {
+            Log(LogLevel::Debug, L"CNalBitStream::ReadBits, end of stream encountered, bitsToRead = %d, head = %d",
+                count, m_bitsInCache);
+            throw CEndOfNalBitStreamException(count, m_bitsInCache);
+        }
+        LoadByte();
+    }
+    LoadAhead();
+}
+
+std::uint32_t CNalBitStream::ReadLongUe()
+{
+    std::int32_t zeros = 0;
+    while (ReadBits(1) == 0 && !IsEnd() && zeros < kMaxBits)
+        ++zeros;
+    return ReadBits(static_cast<std::uint32_t>(zeros)) - 1 + (std::uint32_t{1} << zeros % kMaxBits);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -33,7 +32,7 @@ private:
 };
 
 /// Reads the bits of one NAL unit, most significant first, and drops its emulation-prevention bytes
-/// (ITU-T H.264, 7.3.1). Borrows the bytes, reads them in place and one at a time; allocates nothing.
+/// (ITU-T H.264, 7.3.1). Borrows the bytes and reads them in place; allocates nothing.
 /// One thread. A read past the end logs and throws CEndOfNalBitStreamException; what could be loaded stays loaded.
 /// A dropped byte leaves no trace, so that a second 0x03 right behind it is dropped too, other than in the standard.
 class CNalBitStream
@@ -49,7 +48,8 @@ public:
     {
         if (count == 0 || count > std::uint32_t{kMaxBits})
             return 0;
-        Require(count);
+        if (m_bitsInCache < static_cast<std::int32_t>(count))
+            Load(count);
         m_bitsInCache -= static_cast<std::int32_t>(count);
         const std::uint64_t mask = (std::uint64_t{1} << count) - 1;
         return static_cast<std::uint32_t>(m_cache >> m_bitsInCache & mask);
@@ -59,8 +59,15 @@ public:
     /// last bit of the unit does not.
     std::uint32_t ReadUe()
     {
-        const std::uint32_t zeros = ReadLeadingZeros();
-        return ReadBits(zeros) - 1 + (std::uint32_t{1} << zeros % kMaxBits);
+        // Codes are most of a parameter set: in one step, when the cache holds all of it.
+        if (m_bitsInCache < kUsualCodeBits)
+            LoadAhead();
+        const std::int32_t zeros = CachedZeros();
+        const std::int32_t codeBits = 2 * zeros + 1;
+        if (codeBits > m_bitsInCache)
+            return ReadLongUe();
+        m_bitsInCache -= codeBits;
+        return static_cast<std::uint32_t>(m_cache >> m_bitsInCache & ((std::uint64_t{2} << zeros) - 1)) - 1;
     }
 
     bool IsEnd() const noexcept
@@ -70,49 +77,27 @@ public:
 
 private:
     static constexpr std::int32_t kMaxBits = 32;
+    static constexpr std::int32_t kCacheBits = 64;
+    static constexpr std::int32_t kUsualCodeBits = 17; ///< up to 8 zeros
 
-    void LoadByte() noexcept
+    /// How many zeros the cached bits begin with; more than there are bits when there is no 1.
+    std::int32_t CachedZeros() const noexcept
     {
-        const std::uint8_t byte = *m_current++;
-        if (byte == 0x03 && (m_cache & 0xFFFF) == 0)
-            return;
-        m_cache = m_cache << 8 | byte;
-        m_bitsInCache += 8;
+        return m_bitsInCache > 0 ? std::countl_zero(m_cache << (kCacheBits - m_bitsInCache)) : kCacheBits;
+    }
+    bool IsNextDropped() const noexcept
+    {
+        return *m_current == 0x03 && (m_cache & 0xFFFF) == 0;
     }
 
-    /// Loads until `count` bits are there to be read.
-    void Require(std::uint32_t count)
-    {
-        while (m_bitsInCache < static_cast<std::int32_t>(count))
-        {
-            if (m_current == m_end)
-                ThrowEndOfStream(count);
-            LoadByte();
-        }
-    }
-
-    /// Consumes the zeros and the bit that ends them, and counts the zeros; cached ones in one step, because codes are
-    /// most of a parameter set.
-    std::uint32_t ReadLeadingZeros()
-    {
-        for (std::int32_t counted = 0;;)
-        {
-            Require(1);
-            const std::int32_t zeros = std::min(std::countl_zero(m_cache << (64 - m_bitsInCache)), m_bitsInCache);
-            if (counted + zeros > kMaxBits || zeros < m_bitsInCache)
-            {
-                const std::int32_t taken = std::min(zeros, kMaxBits - counted);
-                m_bitsInCache -= taken + 1;
-                return static_cast<std::uint32_t>(counted + taken);
-            }
-            m_bitsInCache = 0;
-            counted += zeros;
-            if (IsEnd())
-                return static_cast<std::uint32_t>(counted - 1);
-        }
-    }
-
-    [[noreturn]] void ThrowEndOfStream(std::uint32_t bitsToRead) const;
+    /// At least `count` bits, which are not there yet.
+    void Load(std::uint32_t count);
+    /// What fits into the cache, up to a byte that is to be dropped: that one is passed when a bit behind it is read,
+    /// not before, so that IsEnd does not change early.
+    void LoadAhead() noexcept;
+    void LoadByte() noexcept;
+    /// A code of many bits, or one that is cut short.
+    std::uint32_t ReadLongUe();
 
     const std::uint8_t* m_current;
     const std::uint8_t* m_end;

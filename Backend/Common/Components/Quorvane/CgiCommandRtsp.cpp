@@ -297,7 +297,7 @@ std::string CCgiCommandRtsp::MakeAbsolute(std::string_view control, const CSessi
 {
     if (MediaFormats::IsAbsoluteUrl(control))
         return std::string(control);
-    const std::string url = CombineUrl(description.Source(), std::string(control));
+    const std::string url = CombineUrl(std::string(description.Source()), std::string(control));
     Log(LogLevel::Debug, combined, description.Source(), control, url);
     return url;
 }

@@ -29,8 +29,8 @@ void ParseParameter(std::string_view parameter, H264FormatParameters& result)
     else if (TextUtil::EqualsIgnoreCase(key, "sprop-parameter-sets"))
     {
         CTokenizer sets(value);
-        result.parameterSet1 = DecodeParameterSet(sets.Next(","));
-        result.parameterSet2 = DecodeParameterSet(sets.Next(","));
+        result.parameterSet1 = DecodeParameterSet(sets.Next(','));
+        result.parameterSet2 = DecodeParameterSet(sets.Next(','));
     }
 }
 } // namespace
@@ -39,7 +39,7 @@ H264FormatParameters H264FormatParameters::Parse(std::string_view fmtpParameters
 {
     H264FormatParameters result;
     CTokenizer parameters(fmtpParameters);
-    for (std::string_view parameter = parameters.Next(";"); !parameter.empty(); parameter = parameters.Next(";"))
+    for (std::string_view parameter = parameters.Next(';'); !parameter.empty(); parameter = parameters.Next(';'))
         ParseParameter(parameter, result);
     return result;
 }

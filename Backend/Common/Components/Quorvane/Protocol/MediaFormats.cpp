@@ -69,7 +69,7 @@ bool MediaFormats::MediaHasPCMUAudio(const MediaDescription& media)
         Log(LogLevel::Debug,
             L"CCgiCommandRtsp::MediaHasPCMUAudio, unexpected, audio encoding name: %s, clock rate: %d, "
             L"should be PCMU 8000",
-            format.encodingName, TextUtil::ToNumber(std::string_view(format.clockRate)));
+            format.encodingName, TextUtil::ToNumber(format.clockRate));
     }
     return false;
 }

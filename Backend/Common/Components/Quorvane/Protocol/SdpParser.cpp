@@ -5,59 +5,85 @@
 #include "Protocol/Tokenizer.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <utility>
 
 using TextUtil::EqualsIgnoreCase;
 
 namespace
 {
-constexpr std::string_view kBlank = " ";
-constexpr std::string_view kLineEnd = "\r\n";
+constexpr char kBlank = ' ';
 constexpr std::int32_t kFirstDynamicPayloadType = 96; // RFC 3551, 6
 constexpr std::int32_t kHighestTtl = 255;
 
-bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> words) noexcept
+template <class... Words>
+bool IsOneOf(std::string_view text, const Words&... words) noexcept
 {
-    return std::ranges::any_of(words, [text](std::string_view word) { return EqualsIgnoreCase(text, word); });
+    return (EqualsIgnoreCase(text, std::string_view(words)) || ...);
 }
 
-/// The text before the first `separator` and the text behind it; all of it and nothing when there is none.
-std::pair<std::string_view, std::string_view> SplitAt(std::string_view text, char separator) noexcept
+/// Copies `text` with LF for every CR, so that one search finds the end of a line, whichever the camera writes.
+void CopyLines(std::string_view text, char* to) noexcept
 {
-    const std::size_t position = text.find(separator);
-    if (position == std::string_view::npos)
-        return {text, {}};
-    return {text.substr(0, position), text.substr(position + 1)};
+    // In blocks that the compiler turns into a few instructions each: this is the only part that looks at every byte.
+    constexpr std::size_t kBlockBytes = 16;
+    const auto unify = [](char& character) { character = character == '\r' ? '\n' : character; };
+    for (; text.size() >= kBlockBytes; text.remove_prefix(kBlockBytes), to += kBlockBytes)
+    {
+        std::array<char, kBlockBytes> block;
+        std::memcpy(block.data(), text.data(), kBlockBytes);
+        for (char& character : block)
+            unify(character);
+        std::memcpy(to, block.data(), kBlockBytes);
+    }
+    for (char character : text)
+    {
+        unify(character);
+        *to++ = character;
+    }
+}
+
+enum class NameCase
+{
+    Exact,
+    Any
+};
+
+/// Whether the name of an attribute, the text before its first ":", is this one; `value` is what stands behind it then.
+/// The name is a literal, whose length the compiler knows: that makes most of these comparisons one instruction.
+template <NameCase Case, std::size_t Size>
+inline bool TakeValue(std::string_view attribute, const char (&literal)[Size], std::string_view& value) noexcept
+{
+    constexpr std::size_t kLength = Size - 1;
+    if (attribute.size() < kLength || (attribute.size() > kLength && attribute[kLength] != ':'))
+        return false;
+    const std::string_view name(attribute.data(), kLength);
+    const std::string_view expected(literal, kLength);
+    if (Case == NameCase::Any ? !EqualsIgnoreCase(name, expected) : name != expected)
+        return false;
+    value = attribute.substr(std::min(Size, attribute.size()));
+    return true;
 }
 
 SessionOrigin ParseOrigin(std::string_view value)
 {
     CTokenizer tokens(value);
     SessionOrigin origin;
-    for (std::string* field : {&origin.userName, &origin.sessionId, &origin.sessionVersion, &origin.networkType,
-                               &origin.addressType, &origin.address})
+    for (std::string_view* field : {&origin.userName, &origin.sessionId, &origin.sessionVersion, &origin.networkType,
+                                    &origin.addressType, &origin.address})
         *field = tokens.Next(kBlank);
     return origin;
 }
 
-ConnectionData ParseConnection(std::string_view value)
+void ParseConnection(std::string_view value, ConnectionData& connection)
 {
     CTokenizer tokens(value);
-    ConnectionData connection;
     connection.networkType = tokens.Next(kBlank);
     connection.addressType = tokens.Next(kBlank);
-    connection.address = tokens.Next("/");
-    connection.ttl = tokens.Next("/");
-    connection.numberOfAddresses = tokens.Next("/");
-    return connection;
-}
-
-MediaFormat& FindOrCreate(MediaFormatMap& formats, std::string_view payloadType)
-{
-    const auto found = formats.lower_bound(payloadType);
-    if (found != formats.end() && found->first == payloadType)
-        return found->second;
-    return formats.try_emplace(found, std::string(payloadType))->second;
+    connection.address = tokens.Next('/');
+    connection.ttl = tokens.Next('/');
+    connection.numberOfAddresses = tokens.Next('/');
 }
 
 void ParseMedia(std::string_view value, MediaDescription& media)
@@ -65,11 +91,11 @@ void ParseMedia(std::string_view value, MediaDescription& media)
     CTokenizer tokens(value);
     media.mediaType = tokens.Next(kBlank);
     CTokenizer port(tokens.Next(kBlank));
-    media.port = port.Next("/");
-    media.numberOfPorts = port.Next("/");
+    media.port = port.Next('/');
+    media.numberOfPorts = port.Next('/');
     media.protocol = tokens.Next(kBlank);
     for (std::string_view format = tokens.Next(kBlank); !format.empty(); format = tokens.Next(kBlank))
-        FindOrCreate(media.formats, format).format = format;
+        media.formats[format].format = format;
 }
 
 /// Formats are only complained about.
@@ -81,8 +107,7 @@ void LogSuspectFormats(const MediaDescription& media)
             Log(LogLevel::Debug,
                 L"MediaDescription::IsValid, invalid entry in format info map (%s : %s), media type: %s", payloadType,
                 info.format, media.mediaType);
-        else if (media.protocol == "RTP/AVP" &&
-                 TextUtil::ToNumber(std::string_view(payloadType)) >= kFirstDynamicPayloadType &&
+        else if (media.protocol == "RTP/AVP" && TextUtil::ToNumber(payloadType) >= kFirstDynamicPayloadType &&
                  (info.rtpmapPayloadType.empty() || info.encodingName.empty() || info.clockRate.empty()))
             Log(LogLevel::Debug,
                 L"MediaDescription::IsValid, invalid media, dynamic rtp payload type (%s) has no valid rtpmap, "
@@ -92,22 +117,24 @@ void LogSuspectFormats(const MediaDescription& media)
 }
 } // namespace
 
+MediaDescription::MediaDescription() noexcept = default;
+
 bool SessionOrigin::IsValid() const
 {
     if (userName.empty() || sessionId.empty() || sessionVersion.empty())
         return false;
-    if (!EqualsIgnoreCase(networkType, "IN") || !IsOneOf(addressType, {"IP4", "IP6"}))
+    if (!EqualsIgnoreCase(networkType, "IN") || !IsOneOf(addressType, "IP4", "IP6"))
         return LogFailure(false, LogLevel::Debug, L"SessionOrigin::IsValid, invalid value");
     return true;
 }
 
 bool ConnectionData::IsValid() const
 {
-    if (networkType != "IN" || !IsOneOf(addressType, {"IP4", "IP6"}) || address.empty())
+    if (networkType != "IN" || !IsOneOf(addressType, "IP4", "IP6") || address.empty())
         return LogFailure(false, LogLevel::Debug, L"ConnectionData::IsValid, invalid value");
     if (ttl.empty())
         return true;
-    const std::int32_t number = TextUtil::ToNumber(std::string_view(ttl));
+    const std::int32_t number = TextUtil::ToNumber(ttl);
     if (number < 0 || number > kHighestTtl)
         return LogFailure(false, LogLevel::Debug, L"ConnectionData::IsValid, invalid ttl: %s", ttl);
     return true;
@@ -120,27 +147,36 @@ bool MediaDescription::IsValid() const
     if (formats.empty())
         return LogFailure(false, LogLevel::Debug,
                           L"MediaDescription::IsValid, invalid media, has no format, mediaType: %s", mediaType);
-    if (!IsOneOf(mediaType, {"audio", "video", "text", "application", "message"}))
+    if (!IsOneOf(mediaType, "video", "audio", "text", "application", "message"))
         return LogFailure(false, LogLevel::Debug, L"MediaDescription::IsValid, invalid mediaType: %s", mediaType);
-    if (!IsOneOf(protocol, {"RTP/AVP", "RTP/SAVP", "udp"}))
+    if (!IsOneOf(protocol, "RTP/AVP", "RTP/SAVP", "udp"))
         return LogFailure(false, LogLevel::Debug, L"MediaDescription::IsValid, invalid protocol: %s, media type: %s",
                           protocol, mediaType);
     LogSuspectFormats(*this);
-    for (std::size_t index = 0; index < connections.size(); ++index)
-        if (!connections[index].IsValid())
+    std::int32_t index = 0;
+    for (const ConnectionData& connection : connections)
+    {
+        if (!connection.IsValid())
             Log(LogLevel::Debug, L"MediaDescription::IsValid, invalid connection data at index: %d for media: %s",
-                static_cast<std::int32_t>(index), mediaType);
+                index, mediaType);
+        ++index;
+    }
     return true;
 }
 
 void CSessionDescription::Initialize(std::string_view sdpText, std::string_view source)
 {
-    Clear();
-    m_source = source;
+    auto texts = std::make_unique_for_overwrite<char[]>(source.size() + sdpText.size());
+    source.copy(texts.get(), source.size());
+    CopyLines(sdpText, texts.get() + source.size());
+    if (m_texts)
+        Clear();
+    m_texts = std::move(texts);
+    m_source = {m_texts.get(), source.size()};
     if (sdpText.empty())
         return;
-    CTokenizer lines(sdpText);
-    for (std::string_view line = lines.Next(kLineEnd); !line.empty(); line = lines.Next(kLineEnd))
+    CTokenizer lines({m_texts.get() + source.size(), sdpText.size()});
+    for (std::string_view line = lines.Next('\n'); !line.empty(); line = lines.Next('\n'))
         ParseLine(line);
     if (!IsValid())
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid session description string: %s", sdpText);
@@ -155,11 +191,15 @@ bool CSessionDescription::IsValid() const
 {
     if (m_version != "0" || m_sessionName.empty() || !m_origin.IsValid() || m_media.empty())
         return false;
-    for (std::size_t index = 0; index < m_media.size(); ++index)
-        if (!m_media[index].IsValid())
+    std::int32_t index = 0;
+    for (const MediaDescription& media : m_media)
+    {
+        if (!media.IsValid())
             return LogFailure(false, LogLevel::Debug, L"CSessionDescription::IsValid, invalid media at index: %d",
-                              static_cast<std::int32_t>(index));
-    if (!m_charset.empty() && !IsOneOf(m_charset, {"ISO-10646", "utf-8"}))
+                              index);
+        ++index;
+    }
+    if (!m_charset.empty() && !IsOneOf(m_charset, "ISO-10646", "utf-8"))
         Log(LogLevel::Debug, L"CSessionDescription::IsValid, charset=%s", m_charset);
     if (!m_type.empty() && !EqualsIgnoreCase(m_type, "broadcast"))
         Log(LogLevel::Debug, L"CSessionDescription::IsValid, type=%s", m_type);
@@ -168,12 +208,19 @@ bool CSessionDescription::IsValid() const
 
 void CSessionDescription::ParseLine(std::string_view line)
 {
-    // Every type that counts is one letter.
+    // Every type that counts is one letter. Attributes are most of what cameras send.
     if (line.size() < 2 || line[1] != '=')
         return;
-    const std::string_view value = line.substr(2);
+    if (line[0] == 'a')
+        ParseAttribute(line.substr(2));
+    else
+        ParseField(line[0], line.substr(2));
+}
+
+void CSessionDescription::ParseField(char type, std::string_view value)
+{
     MediaDescription* const media = CurrentMedia();
-    switch (line[0])
+    switch (type)
     {
     case 'v':
         m_version = value;
@@ -188,19 +235,14 @@ void CSessionDescription::ParseLine(std::string_view line)
         (media != nullptr ? media->information : m_sessionInformation) = value;
         break;
     case 'c':
-        if (media != nullptr)
-            media->connections.push_back(ParseConnection(value));
-        else
-            m_sessionConnection = ParseConnection(value);
+        ParseConnection(value, media != nullptr ? media->connections.emplace_back() : m_sessionConnection);
         break;
     case 'b':
         (media != nullptr ? media->bandwidth : m_sessionBandwidth) = value;
         break;
-    case 'a':
-        ParseAttribute(value);
-        break;
     case 'm':
         ParseMedia(value, m_media.emplace_back());
+        m_lastFormat = nullptr;
         break;
     default:
         break;
@@ -209,28 +251,41 @@ void CSessionDescription::ParseLine(std::string_view line)
 
 void CSessionDescription::ParseAttribute(std::string_view attribute)
 {
-    const auto [name, value] = SplitAt(attribute, ':');
-    MediaDescription* const media = CurrentMedia();
-    if (name == "tool")
-        m_tool = value;
-    else if (name == "charset")
-        m_charset = value;
-    else if (name == "type")
-        m_type = value;
-    else if (EqualsIgnoreCase(name, "control"))
-        (media != nullptr ? media->control : m_sessionControl) = value;
-    else if (EqualsIgnoreCase(name, "rtpmap"))
-        ParseRtpmap(value);
-    else if (EqualsIgnoreCase(name, "fmtp"))
-        ParseFmtp(value);
-    else if (media == nullptr)
+    if (attribute.empty())
         return;
-    else if (name == "transform")
-        media->transform = value;
-    else if (EqualsIgnoreCase(name, "framerate"))
-        media->frameRate = value;
-    else if (EqualsIgnoreCase(name, "quality"))
-        media->quality = value;
+    MediaDescription* const media = CurrentMedia();
+    std::string_view ignored;
+    std::string_view value;
+    // Most attributes of a camera are none of these; the first letter tells soonest.
+    switch (TextUtil::ToLower(attribute.front()))
+    {
+    case 'c':
+        if (TakeValue<NameCase::Any>(attribute, "control", value))
+            (media != nullptr ? media->control : m_sessionControl) = value;
+        else
+            TakeValue<NameCase::Exact>(attribute, "charset", m_charset);
+        break;
+    case 'f':
+        if (TakeValue<NameCase::Any>(attribute, "fmtp", value))
+            ParseFmtp(value);
+        else
+            TakeValue<NameCase::Any>(attribute, "framerate", media != nullptr ? media->frameRate : ignored);
+        break;
+    case 'q':
+        TakeValue<NameCase::Any>(attribute, "quality", media != nullptr ? media->quality : ignored);
+        break;
+    case 'r':
+        if (TakeValue<NameCase::Any>(attribute, "rtpmap", value))
+            ParseRtpmap(value);
+        break;
+    case 't':
+        if (!TakeValue<NameCase::Exact>(attribute, "tool", m_tool) &&
+            !TakeValue<NameCase::Exact>(attribute, "type", m_type))
+            TakeValue<NameCase::Exact>(attribute, "transform", media != nullptr ? media->transform : ignored);
+        break;
+    default:
+        break;
+    }
 }
 
 void CSessionDescription::ParseRtpmap(std::string_view value)
@@ -244,15 +299,15 @@ void CSessionDescription::ParseRtpmap(std::string_view value)
     }
     CTokenizer tokens(value);
     const std::string_view payloadType = tokens.Next(kBlank);
-    const std::string_view encodingName = tokens.Next("/");
-    const std::string_view clockRate = tokens.Next(" /");
-    const std::string_view encodingParameters = tokens.Next("/");
+    const std::string_view encodingName = tokens.Next('/');
+    const std::string_view clockRate = tokens.Next(kBlank, '/');
+    const std::string_view encodingParameters = tokens.Next('/');
     if (payloadType.empty() || encodingName.empty() || clockRate.empty())
     {
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid rtpmap: %s, ignored", value);
         return;
     }
-    MediaFormat& format = FindOrCreate(media->formats, payloadType);
+    MediaFormat& format = FindOrCreateFormat(*media, payloadType);
     format.rtpmapPayloadType = payloadType;
     format.encodingName = encodingName;
     format.clockRate = clockRate;
@@ -275,9 +330,17 @@ void CSessionDescription::ParseFmtp(std::string_view value)
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid fmtp: %s, ignored", value);
         return;
     }
-    MediaFormat& format = FindOrCreate(media->formats, payloadType);
+    MediaFormat& format = FindOrCreateFormat(*media, payloadType);
     format.fmtpPayloadType = payloadType;
     format.fmtpParameters = parameters;
+}
+
+MediaFormat& CSessionDescription::FindOrCreateFormat(MediaDescription& media, std::string_view payloadType)
+{
+    // The attributes of a format stand together.
+    if (m_lastFormat == nullptr || m_lastFormat->first != payloadType)
+        m_lastFormat = &*media.formats.try_emplace(payloadType).first;
+    return m_lastFormat->second;
 }
 
 MediaDescription* CSessionDescription::CurrentMedia() noexcept

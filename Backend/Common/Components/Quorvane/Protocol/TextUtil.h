@@ -59,11 +59,14 @@ constexpr std::basic_string_view<Char> Trim(std::basic_string_view<Char> text) n
     return text;
 }
 
-/// Two ranges of characters, of one width.
+/// Two views of characters, of one width.
 template <class Text>
 constexpr bool EqualRangesIgnoreCase(Text left, Text right) noexcept
 {
-    return std::ranges::equal(left, right, [](auto a, auto b) { return ToUpper(a) == ToUpper(b); });
+    // Nearly always the case is the expected one, too.
+    if (left.size() != right.size())
+        return false;
+    return left == right || std::ranges::equal(left, right, [](auto a, auto b) { return ToUpper(a) == ToUpper(b); });
 }
 
 constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) noexcept
