@@ -20,16 +20,17 @@ class VideoFacts:
     frames: int = 0
 
 
-async def run(*command: str) -> tuple[int, bytes, str]:
-    """Exit code, output and messages of a tool."""
+async def run(*command: str, text: str = "", folder: Path | None = None) -> tuple[int, bytes, str]:
+    """Exit code, output and messages of a tool that gets the text on its standard input."""
     process = await asyncio.create_subprocess_exec(
         *command,
-        stdin=asyncio.subprocess.DEVNULL,
+        stdin=asyncio.subprocess.PIPE,
         stdout=asyncio.subprocess.PIPE,
         stderr=asyncio.subprocess.PIPE,
+        cwd=folder,
     )
     try:
-        output, messages = await asyncio.wait_for(process.communicate(), TOOL_LIMIT_SECONDS)
+        output, messages = await asyncio.wait_for(process.communicate(text.encode("utf-8")), TOOL_LIMIT_SECONDS)
     except TimeoutError:
         process.kill()
         await process.wait()

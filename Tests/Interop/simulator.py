@@ -100,7 +100,7 @@ async def check_ffmpeg(stage: Stage, camera: Simulator, label: str) -> None:
 
 
 async def check_gstreamer(stage: Stage, camera: Simulator, label: str) -> None:
-    """The pipeline ends by itself after so many pictures and sound packets; any error makes it end with another code."""
+    """The pipeline ends by itself after so many pictures and sound packets; an error gives another code."""
     source = f"rtspsrc name=s protocols=tcp location=rtsph://127.0.0.1:{camera.port}{MEDIA_PATH}"
     video = "s. ! rtph264depay ! h264parse ! openh264dec ! identity eos-after=60 ! fakesink"
     audio = "s. ! rtppcmudepay ! mulawdec ! identity eos-after=100 ! fakesink"
