@@ -249,7 +249,8 @@ TEST(RtspReplyReader, ClearForgetsEverything)
     reader.Clear();
     ASSERT_TRUE(reader.Append(Reply(2)));
     ASSERT_TRUE(reader.IsComplete());
-    EXPECT_FALSE(reader.IsLate(Parsed(reader.TakeReply())));
+    EXPECT_EQ(Reply(2), reader.TakeReply());
+    EXPECT_FALSE(reader.IsLate(Parsed(Reply(2))));
 }
 
 TEST(RtspReplyReader, HoldsABoundedNumberOfBytes)

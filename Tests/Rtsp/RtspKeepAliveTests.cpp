@@ -136,7 +136,9 @@ TEST_F(RtspKeepAlive, BeatThatFindsACallersRequestIsSkipped)
     HoldNextReply();
     std::thread caller([this] { EXPECT_TRUE(m_client->StartPlay(L"")); });
     ASSERT_TRUE(m_camera.Tunnel().WaitForRtspRequests(2));
+    const DWORD startTick = ::GetTickCount();
     m_timers.Fire();
+    EXPECT_LT(::GetTickCount() - startTick, 2000u) << "it does not wait";
     EXPECT_EQ("SETUP PLAY", m_camera.Methods());
     m_camera.Tunnel().ReleaseHeld();
     caller.join();
@@ -191,7 +193,9 @@ TEST_F(RtspKeepAlive, CallerWaitsNoLongerThanItsLimit)
         EXPECT_LT(elapsedMs, kAmpleMs);
     });
     other.join();
-    EXPECT_FALSE(gate.Enter(kAmpleMs)) << "a thread does not wait for itself";
+    const DWORD startTick = ::GetTickCount();
+    EXPECT_FALSE(gate.Enter(kAmpleMs));
+    EXPECT_LT(::GetTickCount() - startTick, kAmpleMs / 2) << "a thread does not wait for itself";
     gate.Leave();
     EXPECT_TRUE(gate.Enter(0));
     gate.Leave();
@@ -275,16 +279,18 @@ TEST_F(RtspDestruction, BeatThatHasFoundItsClientKeepsItInMemory)
     const CBeatHook hook([&barrier] { barrier.Stop(); });
     std::thread beat([this] { m_timers.Fire(); });
     ASSERT_TRUE(barrier.WaitUntilReached());
-    EXPECT_FALSE(CWinApp::CanUnload()) << "nor may the library go";
     const std::weak_ptr<CRtspClient> client = m_client;
     m_client->CloseSession();
     m_client.reset();
     EXPECT_FALSE(client.expired());
+    ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Both));
+    EXPECT_FALSE(CWinApp::CanUnload()) << "nor may the library go";
     barrier.Release();
     beat.join();
     EXPECT_TRUE(client.expired()) << "and not longer";
     EXPECT_TRUE(CWinApp::CanUnload());
     EXPECT_EQ("SETUP", m_camera.Methods()) << "a closed client is not kept alive";
+    EXPECT_EQ(0u, m_log.Count(L"re-connect")) << "nor connected";
 }
 
 TEST_F(RtspDestruction, ClientThatIsDroppedUnderABeatClosesWhenTheBeatEnds)
