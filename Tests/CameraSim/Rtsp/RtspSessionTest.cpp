@@ -81,6 +81,20 @@ TEST(RtspSession, EndsWithItsTunnel)
     EXPECT_TRUE(camera.WaitForSessions(0));
 }
 
+TEST(RtspSession, BelongsToTheTunnelThatUsedItLast)
+{
+    CRtspCamera camera;
+    CTunnelClient first(camera.port);
+    first.Setup(2, "RTP/AVP;unicast;client_port=9-10");
+    CTunnelClient second(camera.port);
+    EXPECT_EQ(200u, second.Request("OPTIONS", second.Url(), first.SessionHeader()).status);
+    first.CloseGet();
+    ASSERT_TRUE(first.WaitForPostClose());
+    EXPECT_EQ(200u, second.Request("OPTIONS", second.Url(), first.SessionHeader()).status);
+    second.CloseGet();
+    EXPECT_TRUE(camera.WaitForSessions(0));
+}
+
 TEST(RtspSession, OutlivesItsTunnelWhenTold)
 {
     CRtspCamera camera({.rtsp = {.sessionsOutliveTunnels = true}});

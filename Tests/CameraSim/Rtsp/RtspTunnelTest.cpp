@@ -111,7 +111,7 @@ TEST(RtspTunnel, ALostPostMayBeReplaced)
     CRtspCamera camera;
     CTunnelClient client(camera.port);
     EXPECT_EQ(200u, client.Setup(1, "RTP/AVP/TCP;unicast").status);
-    client.SendRaw("T1BU"); // half of a request that dies with its POST
+    client.SendRaw("T1BUS"); // the beginning of a request that dies with its POST, in the middle of a group
     client.ClosePost();
     client.OpenPost();
     EXPECT_EQ(200u, client.Request("OPTIONS", client.Url(), client.SessionHeader()).status);
