@@ -29,10 +29,10 @@ TEST(RtspAuthentication, TheTunnelNeedsNoCredentialsAndTheRequestsInsideDo)
     EXPECT_EQ("Basic realm=\"Camera\"", refused.Header("WWW-Authenticate"));
     EXPECT_EQ("no Authorization header", camera.Last("OPTIONS").note);
     EXPECT_FALSE(camera.Last("OPTIONS").authenticated);
-    const std::string good = Authorization("Basic " + Base64::Encode("admin:secret"));
+    const std::string good = Authorization("Basic " + Base64Text::Encode("admin:secret"));
     EXPECT_EQ(200u, client.Request("OPTIONS", client.Url(), good).status);
     EXPECT_TRUE(camera.Last("OPTIONS").authenticated);
-    const std::string wrong = Authorization("Basic " + Base64::Encode("admin:guess"));
+    const std::string wrong = Authorization("Basic " + Base64Text::Encode("admin:guess"));
     EXPECT_EQ(401u, client.Request("OPTIONS", client.Url(), wrong).status);
 }
 
@@ -78,7 +78,7 @@ TEST(RtspAuthentication, FaultsMayWaitForCredentials)
     camera.camera.AddFault(fault);
     CTunnelClient client(camera.port);
     EXPECT_EQ(401u, client.Request("OPTIONS", client.Url()).status);
-    const std::string good = Authorization("Basic " + Base64::Encode("admin:secret"));
+    const std::string good = Authorization("Basic " + Base64Text::Encode("admin:secret"));
     EXPECT_EQ(500u, client.Request("OPTIONS", client.Url(), good).status);
 }
 

@@ -42,7 +42,7 @@ std::string AggregatedUnits(std::string_view payload)
     for (std::size_t at = 1; at + 2 <= payload.size();)
     {
         const std::size_t length = BigEndian(payload.substr(at, 2));
-        units += (units.empty() ? "" : ",") + Base64::Encode(payload.substr(at + 2, length));
+        units += (units.empty() ? "" : ",") + Base64Text::Encode(payload.substr(at + 2, length));
         at += 2 + length;
     }
     return units;

@@ -46,7 +46,7 @@ TEST(RtspTunnel, ThePostMayComeFirst)
 TEST(RtspTunnel, RequestsMayBeCutAnywhere)
 {
     CRtspCamera camera;
-    const std::string text = Base64::Encode(Options(5));
+    const std::string text = Base64Text::Encode(Options(5));
     for (std::size_t at = 1; at < text.size(); at += 3)
     {
         CTunnelClient client(camera.port);
@@ -62,7 +62,7 @@ TEST(RtspTunnel, RequestsMayBeGlued)
 {
     CRtspCamera camera;
     CTunnelClient client(camera.port);
-    client.SendRaw(Base64::Encode(Options(1)) + Base64::Encode(Options(2) + Options(3)));
+    client.SendRaw(Base64Text::Encode(Options(1)) + Base64Text::Encode(Options(2) + Options(3)));
     for (const char* cseq : {"1", "2", "3"})
         EXPECT_EQ(cseq, client.Receive().Header("CSeq"));
 }
@@ -74,7 +74,8 @@ TEST(RtspTunnel, ARequestMayComeWithTheHeadOfThePost)
     client.OpenGet();
     CTestClient post(camera.port);
     post.Send(std::string("POST ") + CTunnelClient::kTarget +
-              " HTTP/1.0\r\nx-sessioncookie: together\r\nContent-Length: 32767\r\n\r\n" + Base64::Encode(Options(4)));
+              " HTTP/1.0\r\nx-sessioncookie: together\r\nContent-Length: 32767\r\n\r\n" +
+              Base64Text::Encode(Options(4)));
     EXPECT_EQ("4", client.Receive().Header("CSeq"));
 }
 
@@ -145,7 +146,7 @@ TEST(RtspTunnel, BytesThatAreNoBase64EndIt)
 {
     CRtspCamera camera;
     CTunnelClient client(camera.port);
-    client.SendRaw(Base64::Encode(Options(1)) + "OPTIONS * RTSP/1.0");
+    client.SendRaw(Base64Text::Encode(Options(1)) + "OPTIONS * RTSP/1.0");
     EXPECT_EQ("1", client.Receive().Header("CSeq"));
     EXPECT_EQ(400u, client.Receive().status);
     EXPECT_TRUE(client.WaitForGetClose());

@@ -97,7 +97,7 @@ void CTunnelClient::Send(std::string_view method, std::string_view url, std::str
 
 void CTunnelClient::SendText(std::string_view text)
 {
-    SendRaw(Base64::Encode(text));
+    SendRaw(Base64Text::Encode(text));
 }
 
 void CTunnelClient::SendRaw(std::string_view bytes)

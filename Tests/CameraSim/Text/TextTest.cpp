@@ -60,7 +60,7 @@ TEST(Base64, DecodesAndRefuses)
         {"three padding characters", "Y===", std::nullopt},
     };
     for (const Row& row : rows)
-        EXPECT_EQ(row.decoded, Base64::Decode(row.text)) << row.why;
+        EXPECT_EQ(row.decoded, Base64Text::Decode(row.text)) << row.why;
 }
 
 TEST(Md5, MatchesTheTestSuiteOfRfc1321)

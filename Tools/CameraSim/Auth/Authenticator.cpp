@@ -75,7 +75,7 @@ AuthenticationVerdict CAuthenticator::CheckBasic(const AuthParameters& credentia
 {
     if (credentials.scheme != "basic")
         return Refuse("the scheme is not Basic");
-    const auto decoded = Base64::Decode(credentials.rest);
+    const auto decoded = Base64Text::Decode(credentials.rest);
     if (!decoded)
         return Refuse("the Basic credentials are not base64");
     if (*decoded != m_options.user + ":" + m_options.password)

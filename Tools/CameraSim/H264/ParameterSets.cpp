@@ -166,7 +166,7 @@ std::string H264ParameterSets::ProfileLevelId() const
 
 std::string H264ParameterSets::SpropParameterSets() const
 {
-    return Base64::Encode(sequence) + "," + Base64::Encode(picture);
+    return Base64Text::Encode(sequence) + "," + Base64Text::Encode(picture);
 }
 
 namespace ParameterSets

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace Base64
+namespace Base64Text
 {
 
 namespace
@@ -56,4 +56,4 @@ std::string Encode(std::string_view bytes)
     return text;
 }
 
-} // namespace Base64
+} // namespace Base64Text

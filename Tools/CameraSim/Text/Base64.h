@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-namespace Base64
+/// Not "Base64", which the component has: test programs link both.
+namespace Base64Text
 {
 
 /// RFC 4648, standard alphabet, padding required; nothing for anything else.
@@ -12,4 +13,4 @@ std::optional<std::string> Decode(std::string_view text);
 
 std::string Encode(std::string_view bytes);
 
-} // namespace Base64
+} // namespace Base64Text
