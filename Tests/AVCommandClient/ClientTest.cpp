@@ -147,7 +147,7 @@ TEST_F(ClientTest, InfoTellsFamilyGenerationAndStandardApart)
     EXPECT_EQ(info["videoStandard"], "NTSC (60 Hz)");
     EXPECT_EQ(info["settings"]["bitRateKbps"], 2048);
 
-    m_state.camera.packetizationMode = 1;
+    m_state.camera.isRtsp = true;
     m_state.camera.sizes = {{640, 480, 25, StreamCodec::kMpeg4}};
     m_state.camera.rates = {1, 12, 25};
     info = RunJson("info --host cam");
@@ -173,12 +173,16 @@ TEST_F(ClientTest, CameraThatStreamsOverRtspTellsItsPictureAlone)
     EXPECT_EQ(Run("set-bitrate 700 --host cam"), 0);
     EXPECT_EQ(m_out.str(), "Bit rate set to 700 kbit/s\n");
 
-    // ... and has no H.264 parameters before its RTSP server is connected.
-    m_state.camera.results = {{"GetPacketizationMode", HResults::kUnexpected}};
-    m_state.camera.packetizationMode = 0;
-    EXPECT_EQ(RunJson("info --host cam")["family"], "RTSP");
-    m_state.camera.results = {{"GetPacketizationMode", HResults::kFail}};
-    ExpectFailure("info --host cam", "GetH264Parameters failed with E_FAIL", "cam:80");
+    // ... and is shown even when its RTSP server fails.
+    m_state.camera.isRtsp = true;
+    EXPECT_EQ(RunJson("info --host cam")["h264"]["profileLevelId"], "4D401F");
+    for (const char* call : {"ConnectToRtspServer", "GetH264Parameters"})
+    {
+        m_state.camera.results = {{call, HResults::kFail}};
+        const auto info = RunJson("info --host cam");
+        EXPECT_EQ(info["family"], "RTSP") << call;
+        EXPECT_FALSE(info.contains("h264")) << call;
+    }
 }
 
 TEST_F(ClientTest, ActionsPrintWhatTheyDidAsJson)

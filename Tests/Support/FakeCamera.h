@@ -18,7 +18,12 @@ struct FakeCameraState
     std::map<std::string, HResult> results;
     CameraAddress address;
     bool isOpen = false;
-    std::int32_t packetizationMode = -1;
+    /// Whether it streams over RTSP, and what it announces then.
+    bool isRtsp = false;
+    H264Description h264{"4D401F", 1, "\x67\x4D\x40\x1F", "\x68\xEE"};
+    /// What it grants of a multicast transport.
+    std::string multicastGroup = "239.0.0.1";
+    std::uint16_t multicastPort = 5000;
     StreamSettings settings{.multicastAddress = "239.0.0.1",
                             .multicastVideoPort = 2000,
                             .multicastAudioPort = 2002,
@@ -75,9 +80,24 @@ public:
     {
         return Read("GetSupportedFrameRates", rates, m_state.rates);
     }
-    HResult GetPacketizationMode(std::int32_t& mode) override
+    HResult ConnectToRtspServer(bool joins) override
     {
-        return Read("GetPacketizationMode", mode, m_state.packetizationMode);
+        const HResult hr = Record("ConnectToRtspServer", {joins});
+        return hr == HResults::kOk && !m_state.isRtsp ? HResults::kFalse : hr;
+    }
+    HResult SetupTransport(MediaStream stream, MediaTransport& transport) override
+    {
+        const HResult hr = Record(stream == MediaStream::kVideo ? "SetupVideo" : "SetupAudio",
+                                  {transport.isMulticast, transport.clientPort});
+        if (!HResults::Succeeded(hr) || !transport.isMulticast)
+            return hr;
+        transport.multicastAddress = m_state.multicastGroup;
+        transport.rtpPort = m_state.multicastPort;
+        return hr;
+    }
+    HResult GetH264Parameters(H264Description& description) override
+    {
+        return Read("GetH264Parameters", description, m_state.h264);
     }
     HResult SetImageSize(const PictureFormat& format) override
     {
@@ -121,6 +141,14 @@ public:
     HResult StartAudio(const StreamTarget& target) override
     {
         return Record("StartAudio", {target.isMulticast, target.udpPort});
+    }
+    HResult PauseStreaming() override
+    {
+        return m_state.isRtsp ? Record("PauseStreaming") : HResults::kNotImplemented;
+    }
+    HResult StopStreaming() override
+    {
+        return m_state.isRtsp ? Record("StopStreaming") : HResults::kNotImplemented;
     }
 
 private:

@@ -21,6 +21,6 @@ int Run(const std::vector<std::string>& words, const ClientSurroundings& surroun
     const std::unique_ptr<IComponentHost> host =
         surroundings.makeHost(arguments, arguments.isVerbose ? &streams.err : nullptr);
     return arguments.verb == Verb::kDemo ? Demo::Run(arguments, *host, streams)
-                                         : Commands::Run(arguments, *host, streams);
+                                         : Commands::Run(arguments, *host, streams, surroundings.streaming);
 }
 } // namespace Client

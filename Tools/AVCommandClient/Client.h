@@ -18,6 +18,7 @@ struct ClientSurroundings
     ClientStreams streams;
     /// Makes the way to the component that the arguments ask for; `trace` (null without --verbose) outlives it.
     std::function<std::unique_ptr<IComponentHost>(const ClientArguments& arguments, std::ostream* trace)> makeHost;
+    StreamSurroundings streaming = {};
 };
 
 namespace Client

@@ -47,6 +47,12 @@ enum class StepSize : std::int32_t
     k100 = 10
 };
 
+enum class MediaStream : std::int32_t
+{
+    kVideo = 0,
+    kAudio = 1
+};
+
 struct PictureFormat
 {
     std::int32_t width = 0;
@@ -84,6 +90,28 @@ struct StreamTarget
     std::uint16_t udpPort = 0;
 };
 
+/// Which ports one stream uses, as asked of the camera and as it grants them (RTSP's Transport header). A multicast
+/// camera names group and port; a unicast one sends to the client's port, RTCP to the next one.
+struct MediaTransport
+{
+    std::string protocol = "RTP/AVP";
+    bool isMulticast = false;
+    std::uint16_t clientPort = 0;
+    std::string multicastAddress;
+    std::uint16_t rtpPort = 0;
+    std::uint16_t rtcpPort = 0;
+    std::string ssrc;
+};
+
+/// What a decoder needs before the first picture; the parameter sets are NAL units without start codes.
+struct H264Description
+{
+    std::string profileLevelId;
+    std::int32_t packetizationMode = 0;
+    std::string parameterSet1;
+    std::string parameterSet2;
+};
+
 struct CameraAddress
 {
     std::string host;
@@ -106,8 +134,11 @@ public:
     [[nodiscard]] virtual HResult GetCameraImageSize(PictureFormat& format) = 0;
     [[nodiscard]] virtual HResult GetSupportedImageSizes(std::vector<PictureFormat>& sizes) = 0;
     [[nodiscard]] virtual HResult GetSupportedFrameRates(std::vector<std::int32_t>& rates) = 0;
-    /// The packetization mode of the H.264 stream; -1 is what a camera says that does not stream over RTSP.
-    [[nodiscard]] virtual HResult GetPacketizationMode(std::int32_t& mode) = 0;
+    /// S_FALSE from a camera that does not stream over RTSP. `joins`: this client takes part in the streaming.
+    [[nodiscard]] virtual HResult ConnectToRtspServer(bool joins) = 0;
+    /// Over RTSP only, after ConnectToRtspServer; `transport` holds what is asked and receives what is granted.
+    [[nodiscard]] virtual HResult SetupTransport(MediaStream stream, MediaTransport& transport) = 0;
+    [[nodiscard]] virtual HResult GetH264Parameters(H264Description& description) = 0;
     [[nodiscard]] virtual HResult SetImageSize(const PictureFormat& format) = 0;
     [[nodiscard]] virtual HResult SetBitRate(std::int32_t bitRateKbps) = 0;
     [[nodiscard]] virtual HResult SetAudioInVolume(std::int32_t volume) = 0;
@@ -117,4 +148,6 @@ public:
     [[nodiscard]] virtual HResult ZoomToArea(const PictureArea& area) = 0;
     [[nodiscard]] virtual HResult StartVideo(const StreamTarget& target) = 0;
     [[nodiscard]] virtual HResult StartAudio(const StreamTarget& target) = 0;
+    [[nodiscard]] virtual HResult PauseStreaming() = 0;
+    [[nodiscard]] virtual HResult StopStreaming() = 0;
 };

@@ -143,6 +143,32 @@ void AddStreamVerb(CLI::App& app, Draft& draft, Verb verb, const std::string& na
     stream->add_flag("--multicast", help)->excludes(unicast);
 }
 
+/// A day at most, so that a forgotten stream ends.
+std::optional<std::int32_t> ParseSeconds(std::string_view text)
+{
+    constexpr std::int32_t kMost = 24 * 60 * 60;
+    const auto number = Names::ParseNumber(text);
+    return number && *number >= 1 && *number <= kMost ? number : std::nullopt;
+}
+
+void AddStreamingVerbs(CLI::App& app, Draft& draft)
+{
+    ClientArguments& arguments = draft.arguments;
+    CLI::App* const stream =
+        AddVerb(app, draft, Verb::kStream, "stream", "Let the camera stream to this program, and show what arrives");
+    AddParsed(*stream, "--seconds", arguments.seconds, ParseSeconds, "a number of seconds (1 to 86400)",
+              "How long; Ctrl+C and 'avcommand stop' end it earlier (10)");
+    stream->add_option("--out", arguments.outPath, "Write the H.264 video to this file (Annex B)")
+        ->check([](const std::string& path) { return path.empty() ? "needs a file name" : ""; });
+    stream->add_flag("!--no-audio", arguments.withAudio, "Video only");
+    stream->add_flag("--multicast", arguments.target.isMulticast, "From the camera's multicast group");
+
+    AddVerb(app, draft, Verb::kH264, "h264", "Show the H.264 profile, packetization mode and parameter sets");
+    AddVerb(app, draft, Verb::kPause, "pause", "Pause what 'avcommand stream' receives from the camera")
+        ->add_flag("--resume", arguments.isResume, "Go on instead");
+    AddVerb(app, draft, Verb::kStop, "stop", "Stop what 'avcommand stream' receives from the camera");
+}
+
 void AddOtherVerbs(CLI::App& app, Draft& draft)
 {
     ClientArguments& arguments = draft.arguments;
@@ -223,6 +249,7 @@ ParseOutcome Parse(const std::vector<std::string>& words, const std::optional<st
     AddGlobalOptions(app, draft);
     AddSettingsVerbs(app, draft);
     AddPtzVerbs(app, draft);
+    AddStreamingVerbs(app, draft);
     AddOtherVerbs(app, draft);
     try
     {

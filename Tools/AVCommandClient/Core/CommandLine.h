@@ -21,6 +21,10 @@ enum class Verb
     kPtzArea,
     kStartVideo,
     kStartAudio,
+    kStream,
+    kH264,
+    kPause,
+    kStop,
     kRegister,
     kUnregister,
     kDemo
@@ -47,6 +51,12 @@ struct ClientArguments
     StepSize stepSize = StepSize::k10;
     PictureArea area;
     StreamTarget target;
+    /// Of `stream`: how long, and where to write the video (empty: nowhere).
+    std::int32_t seconds = 10;
+    std::string outPath;
+    bool withAudio = true;
+    /// Of `pause`: the opposite.
+    bool isResume = false;
     std::string simHost;
     std::uint16_t simPort = 0;
 };

@@ -4,6 +4,7 @@
 #include "Core/Report.h"
 
 #include <ostream>
+#include <stdexcept>
 
 namespace Commands
 {
@@ -39,6 +40,13 @@ CameraCommand CameraCommandOf(Verb verb) noexcept
         return &StreamCommands::StartVideo;
     case Verb::kStartAudio:
         return &StreamCommands::StartAudio;
+    case Verb::kH264:
+        return &StreamCommands::H264;
+    case Verb::kPause:
+        return &StreamCommands::PauseOwn;
+    case Verb::kStop:
+        return &StreamCommands::StopOwn;
+    case Verb::kStream:
     case Verb::kRegister:
     case Verb::kUnregister:
     case Verb::kDemo:
@@ -47,13 +55,14 @@ CameraCommand CameraCommandOf(Verb verb) noexcept
     return nullptr;
 }
 
-void RunOnCamera(CameraCommand command, const ClientArguments& arguments, IComponentHost& host, std::ostream& out)
+template <class Command>
+void RunOnCamera(IComponentHost& host, const ClientArguments& arguments, Command&& command)
 {
     std::unique_ptr<ICamera> camera;
     Check(host.CreateCamera(camera), "Creating the component", Activity::kCreate);
     Check(camera->OpenConnection(arguments.camera), "OpenConnection", Activity::kOpen);
     Check(camera->ConnectToCamera(), "ConnectToCamera", Activity::kConnect);
-    command(*camera, arguments, out);
+    command(*camera);
     Check(camera->CloseConnection(), "CloseConnection", Activity::kOther);
 }
 
@@ -66,6 +75,21 @@ void ChangeRegistration(const ClientArguments& arguments, IComponentHost& host, 
         Report::Print(out, Json{{"command", arguments.verbText}, {"library", host.LibraryPath()}});
     else
         out << (isRegister ? "Registered " : "Unregistered ") << host.LibraryPath() << '\n';
+}
+
+void Carry(const ClientArguments& arguments, IComponentHost& host, std::ostream& out,
+           const StreamSurroundings& surroundings)
+{
+    const bool isRequest = arguments.verb == Verb::kPause || arguments.verb == Verb::kStop;
+    if (isRequest && StreamCommands::AskRunningStreams(arguments, out, surroundings))
+        return;
+    if (arguments.verb == Verb::kStream)
+        RunOnCamera(host, arguments,
+                    [&](ICamera& camera) { StreamCommands::Stream(camera, arguments, out, surroundings); });
+    else if (const CameraCommand command = CameraCommandOf(arguments.verb))
+        RunOnCamera(host, arguments, [&](ICamera& camera) { command(camera, arguments, out); });
+    else
+        ChangeRegistration(arguments, host, out);
 }
 
 void ReportFailure(const CallFailure& failure, const ClientArguments& arguments, const ClientStreams& streams)
@@ -81,19 +105,29 @@ void ReportFailure(const CallFailure& failure, const ClientArguments& arguments,
                         {"advice", advice}};
     Report::Print(streams.out, Json{{"error", error}});
 }
+
+void ReportFailure(const std::exception& failure, const ClientArguments& arguments, const ClientStreams& streams)
+{
+    streams.err << "avcommand: " << failure.what() << '\n';
+    if (arguments.isJson)
+        Report::Print(streams.out, Json{{"error", {{"advice", failure.what()}}}});
+}
 } // namespace
 
-int Run(const ClientArguments& arguments, IComponentHost& host, const ClientStreams& streams)
+int Run(const ClientArguments& arguments, IComponentHost& host, const ClientStreams& streams,
+        const StreamSurroundings& surroundings)
 {
     try
     {
-        if (const CameraCommand command = CameraCommandOf(arguments.verb))
-            RunOnCamera(command, arguments, host, streams.out);
-        else
-            ChangeRegistration(arguments, host, streams.out);
+        Carry(arguments, host, streams.out, surroundings);
         return ExitCode::kSuccess;
     }
     catch (const CallFailure& failure)
+    {
+        ReportFailure(failure, arguments, streams);
+        return ExitCode::kFailure;
+    }
+    catch (const std::runtime_error& failure)
     {
         ReportFailure(failure, arguments, streams);
         return ExitCode::kFailure;

@@ -3,6 +3,7 @@
 #include "Core/Advice.h"
 #include "Core/CommandLine.h"
 #include "Core/ComponentHost.h"
+#include "Core/StreamSurroundings.h"
 
 #include <iosfwd>
 #include <string>
@@ -26,7 +27,8 @@ namespace Commands
 {
 /// Carries out any verb but the demo and reports its failure: one line on `err`, with --json also an object on `out`.
 /// Returns the exit code.
-int Run(const ClientArguments& arguments, IComponentHost& host, const ClientStreams& streams);
+int Run(const ClientArguments& arguments, IComponentHost& host, const ClientStreams& streams,
+        const StreamSurroundings& surroundings);
 
 /// "host:port"
 std::string AddressText(const CameraAddress& address);
@@ -35,7 +37,8 @@ std::string AddressText(const CameraAddress& address);
 void Check(HResult hr, const char* call, Activity activity);
 } // namespace Commands
 
-/// The verbs that need a connected camera, by topic. They throw CallFailure.
+/// The verbs that need a connected camera, by topic. They throw CallFailure, and std::runtime_error with a text for the
+/// user for what is no call's failure.
 namespace SettingsCommands
 {
 void Info(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
@@ -58,4 +61,12 @@ namespace StreamCommands
 {
 void StartVideo(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
 void StartAudio(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
+void H264(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
+void Stream(ICamera& camera, const ClientArguments& arguments, std::ostream& out, const StreamSurroundings& around);
+
+/// Carries out `pause` and `stop` where another run of this program streams from the camera; false when none does.
+bool AskRunningStreams(const ClientArguments& arguments, std::ostream& out, const StreamSurroundings& around);
+/// The same for this process's own session, in which nothing streams: what the component says to that.
+void PauseOwn(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
+void StopOwn(ICamera& camera, const ClientArguments& arguments, std::ostream& out);
 } // namespace StreamCommands

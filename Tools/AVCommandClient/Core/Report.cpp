@@ -1,7 +1,10 @@
 #include "Core/Report.h"
 
+#include "Core/ByteText.h"
 #include "Core/Names.h"
 #include "Core/TextTable.h"
+#include "Media/NalUnit.h"
+#include "Media/SequenceParameterSet.h"
 
 #include <algorithm>
 #include <ostream>
@@ -42,11 +45,44 @@ void AddSettings(CTextTable& table, const StreamSettings& settings)
     table.AddRow({"Unicast", "video port " + std::to_string(settings.unicastVideoPort) + ", audio port " +
                                  std::to_string(settings.unicastAudioPort)});
 }
+
+std::optional<SequenceInfo> SequenceOf(const H264Description& description)
+{
+    const auto info = SequenceParameterSet::Parse(description.parameterSet1);
+    return info ? info : SequenceParameterSet::Parse(description.parameterSet2);
+}
+
+std::string SetName(const std::string& set)
+{
+    switch (const unsigned type = NalUnits::TypeOf(set))
+    {
+    case NalUnits::kSequenceParameterSet:
+        return "SPS";
+    case NalUnits::kPictureParameterSet:
+        return "PPS";
+    default:
+        return "NAL unit of type " + std::to_string(type);
+    }
+}
+
+Json SetsToJson(const H264Description& description)
+{
+    Json sets = Json::array();
+    for (const std::string& set : {description.parameterSet1, description.parameterSet2})
+    {
+        if (!set.empty())
+            sets.push_back({{"kind", SetName(set)},
+                            {"bytes", set.size()},
+                            {"hex", ByteText::Hex(set)},
+                            {"base64", ByteText::Base64(set)}});
+    }
+    return sets;
+}
 } // namespace
 
 std::string FamilyText(const CameraSummary& summary)
 {
-    return summary.packetizationMode == -1 ? "IPELA" : "RTSP";
+    return summary.isRtsp ? "RTSP" : "IPELA";
 }
 
 std::string GenerationText(const CameraSummary& summary)
@@ -65,6 +101,31 @@ bool IsPictureAlone(const StreamSettings& settings) noexcept
 {
     return settings.bitRateKbps == 0 && settings.multicastAddress.empty() && settings.multicastVideoPort == 0 &&
            settings.unicastVideoPort == 0;
+}
+
+std::string H264Text(const H264Description& description)
+{
+    std::string text;
+    if (const auto info = SequenceOf(description))
+        text = SequenceParameterSet::ProfileText(*info) + " profile, level " + SequenceParameterSet::LevelText(*info) +
+               ", " + std::to_string(info->width) + "x" + std::to_string(info->height);
+    else
+        text = "profile-level-id " + description.profileLevelId;
+    return text + ", packetization mode " + std::to_string(description.packetizationMode);
+}
+
+Json ToJson(const H264Description& description)
+{
+    Json json = {{"profileLevelId", description.profileLevelId}, {"packetizationMode", description.packetizationMode}};
+    if (const auto info = SequenceOf(description))
+    {
+        json["profile"] = SequenceParameterSet::ProfileText(*info);
+        json["level"] = SequenceParameterSet::LevelText(*info);
+        json["width"] = info->width;
+        json["height"] = info->height;
+    }
+    json["parameterSets"] = SetsToJson(description);
+    return json;
 }
 
 Json ToJson(const PictureFormat& format)
@@ -89,13 +150,16 @@ Json ToJson(const StreamSettings& settings)
 
 Json ToJson(const CameraSummary& summary)
 {
-    return {{"camera", summary.address},
-            {"connected", summary.isConnected},
-            {"family", FamilyText(summary)},
-            {"generation", GenerationText(summary)},
-            {"videoStandard", VideoStandardText(summary)},
-            {"settings", ToJson(summary.settings)},
-            {"frameRates", summary.frameRates}};
+    Json json = {{"camera", summary.address},
+                 {"connected", summary.isConnected},
+                 {"family", FamilyText(summary)},
+                 {"generation", GenerationText(summary)},
+                 {"videoStandard", VideoStandardText(summary)},
+                 {"settings", ToJson(summary.settings)},
+                 {"frameRates", summary.frameRates}};
+    if (summary.h264)
+        json["h264"] = ToJson(*summary.h264);
+    return json;
 }
 
 Json SizesToJson(const std::vector<PictureFormat>& sizes, const std::optional<std::vector<std::int32_t>>& frameRates)
@@ -125,6 +189,24 @@ void Print(std::ostream& out, const CameraSummary& summary)
     table.AddRow({"Video standard", VideoStandardText(summary)});
     AddSettings(table, summary.settings);
     table.AddRow({"Frame rates", JoinNumbers(summary.frameRates)});
+    if (summary.h264)
+        table.AddRow({"H.264", H264Text(*summary.h264)});
+    table.Print(out);
+}
+
+void Print(std::ostream& out, const H264Description& description)
+{
+    CTextTable table = MakePairs();
+    table.AddRow({"H.264", H264Text(description)});
+    table.AddRow({"Profile-level-id", description.profileLevelId});
+    for (const std::string& set : {description.parameterSet1, description.parameterSet2})
+    {
+        if (set.empty())
+            continue;
+        table.AddRow({SetName(set), std::to_string(set.size()) + " bytes"});
+        table.AddRow({"  hex", ByteText::Hex(set)});
+        table.AddRow({"  base64", ByteText::Base64(set)});
+    }
     table.Print(out);
 }
 

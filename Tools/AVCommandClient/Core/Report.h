@@ -17,7 +17,9 @@ struct CameraSummary
 {
     std::string address;
     bool isConnected = false;
-    std::int32_t packetizationMode = 0;
+    bool isRtsp = false;
+    /// Of a camera that streams over RTSP and could be asked.
+    std::optional<H264Description> h264;
     StreamSettings settings;
     std::vector<PictureFormat> sizes;
     std::vector<std::int32_t> frameRates;
@@ -26,7 +28,7 @@ struct CameraSummary
 /// The same data for people and for programs.
 namespace Report
 {
-/// "IPELA" when the camera says that it has no RTSP stream (packetization mode -1), else "RTSP".
+/// "IPELA" when the camera does not stream over RTSP, else "RTSP".
 std::string FamilyText(const CameraSummary& summary);
 /// The best codec among the sizes that the camera offers: "H.264" or "MPEG-4".
 std::string GenerationText(const CameraSummary& summary);
@@ -36,14 +38,20 @@ std::string VideoStandardText(const CameraSummary& summary);
 /// What a camera that streams over RTSP tells: no bit rate, no address and no ports.
 bool IsPictureAlone(const StreamSettings& settings) noexcept;
 
+/// "main profile, level 3.1, 1280x720, packetization mode 1"; without a readable sequence parameter set only the mode
+/// and the profile-level-id.
+std::string H264Text(const H264Description& description);
+
 Json ToJson(const PictureFormat& format);
 Json ToJson(const StreamSettings& settings);
+Json ToJson(const H264Description& description);
 Json ToJson(const CameraSummary& summary);
 /// "frameRates" is there only when `frameRates` is.
 Json SizesToJson(const std::vector<PictureFormat>& sizes, const std::optional<std::vector<std::int32_t>>& frameRates);
 
 void Print(std::ostream& out, const StreamSettings& settings);
 void Print(std::ostream& out, const CameraSummary& summary);
+void Print(std::ostream& out, const H264Description& description);
 void PrintSizes(std::ostream& out, const std::vector<PictureFormat>& sizes,
                 const std::optional<std::vector<std::int32_t>>& frameRates);
 

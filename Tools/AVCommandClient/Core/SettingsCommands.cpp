@@ -3,6 +3,7 @@
 #include "Core/Report.h"
 
 #include <ostream>
+#include <utility>
 
 namespace SettingsCommands
 {
@@ -44,10 +45,12 @@ void Info(ICamera& camera, const ClientArguments& arguments, std::ostream& out)
     CameraSummary summary;
     summary.address = Commands::AddressText(arguments.camera);
     summary.isConnected = camera.IsConnected() == HResults::kOk;
-    const HResult hr = camera.GetPacketizationMode(summary.packetizationMode);
-    // A camera that streams over RTSP has a packetization mode from the connection to its RTSP server on.
-    if (hr != HResults::kUnexpected)
-        Check(hr, "GetH264Parameters", Activity::kRead);
+    // A camera whose RTSP server fails is still worth a look.
+    const HResult rtsp = camera.ConnectToRtspServer(false);
+    summary.isRtsp = rtsp != HResults::kFalse;
+    H264Description description;
+    if (rtsp == HResults::kOk && HResults::Succeeded(camera.GetH264Parameters(description)))
+        summary.h264 = std::move(description);
     summary.settings = ReadSettings(camera);
     summary.sizes = ReadSizes(camera);
     summary.frameRates = ReadFrameRates(camera);

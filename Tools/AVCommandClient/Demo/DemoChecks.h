@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Demo/RtpPacket.h"
 #include "Demo/Simulator.h"
+#include "Media/RtpPacket.h"
 
 #include <span>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Demo/RtpPacket.h"
+#include "Media/RtpPacket.h"
 
 #include <chrono>
 #include <cstdint>

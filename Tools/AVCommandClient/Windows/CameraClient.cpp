@@ -34,6 +34,12 @@ StreamSettings ToSettings(const CameraSettings3& record, std::wstring_view multi
     return settings;
 }
 
+/// Null is the empty text.
+std::string ToText(const CBstr& text)
+{
+    return Text::ToUtf8({text.get(), ::SysStringLen(text.get())});
+}
+
 PTZCommand ToCommand(MoveDirection direction) noexcept
 {
     return static_cast<PTZCommand>(direction);
@@ -118,16 +124,53 @@ HResult CCameraClient::GetSupportedFrameRates(std::vector<std::int32_t>& rates)
     return hr;
 }
 
-HResult CCameraClient::GetPacketizationMode(std::int32_t& mode)
+HResult CCameraClient::ConnectToRtspServer(bool joins)
 {
-    mode = 0;
+    return m_trace.Run("IAVCommand5::ConnectToRtspServer", [&] { return m_object->ConnectToRtspServer(joins); });
+}
+
+HResult CCameraClient::SetupTransport(MediaStream stream, MediaTransport& transport)
+{
+    CBstr protocol = MakeBstr(Text::ToWide(transport.protocol));
+    TransportParameters record{};
+    // The component may free this string and put another in its place.
+    record.Protocol = protocol.release();
+    record.Multicast = transport.isMulticast;
+    record.ClientPort = transport.clientPort;
+    const HResult hr = m_trace.Run("IAVCommand4::SetupTransport",
+                                   [&] { return m_object->SetupTransport(static_cast<long>(stream), &record); });
+    protocol.reset(record.Protocol);
+    const CBstr multicastAddress(record.MulticastAddress);
+    const CBstr ssrc(record.Ssrc);
+    if (FAILED(hr))
+        return hr;
+    transport = {.protocol = ToText(protocol),
+                 .isMulticast = record.Multicast != 0,
+                 .clientPort = record.ClientPort,
+                 .multicastAddress = ToText(multicastAddress),
+                 .rtpPort = record.RtpPort,
+                 .rtcpPort = record.RtcpPort,
+                 .ssrc = ToText(ssrc)};
+    return hr;
+}
+
+HResult CCameraClient::GetH264Parameters(H264Description& description)
+{
+    description = {};
     H264Parameters record{};
     const HResult hr =
         m_trace.Run("IAVCommand5::GetH264Parameters", [&] { return m_object->GetH264Parameters(&record); });
     const CBstr profile(record.ProfileLeveId);
     const CTaskMemory<unsigned char> parameterSets(record.ParameterSets);
-    if (SUCCEEDED(hr))
-        mode = record.PacketizationMode;
+    if (FAILED(hr))
+        return hr;
+    description.profileLevelId = ToText(profile);
+    description.packetizationMode = record.PacketizationMode;
+    if (!parameterSets || record.ParameterSet1Size < 0 || record.ParameterSet2Size < 0)
+        return hr;
+    const unsigned char* const second = parameterSets.get() + record.ParameterSet1Size;
+    description.parameterSet1.assign(parameterSets.get(), second);
+    description.parameterSet2.assign(second, second + record.ParameterSet2Size);
     return hr;
 }
 
@@ -183,4 +226,14 @@ HResult CCameraClient::StartAudio(const StreamTarget& target)
 {
     return m_trace.Run("IAVCommand2::StartAudio2",
                        [&] { return m_object->StartAudio2(target.isMulticast, target.udpPort); });
+}
+
+HResult CCameraClient::PauseStreaming()
+{
+    return m_trace.Run("IAVCommand5::PauseStreaming", [&] { return m_object->PauseStreaming(); });
+}
+
+HResult CCameraClient::StopStreaming()
+{
+    return m_trace.Run("IAVCommand5::StopStreaming", [&] { return m_object->StopStreaming(); });
 }

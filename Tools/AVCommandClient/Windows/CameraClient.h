@@ -21,7 +21,9 @@ public:
     HResult GetCameraImageSize(PictureFormat& format) override;
     HResult GetSupportedImageSizes(std::vector<PictureFormat>& sizes) override;
     HResult GetSupportedFrameRates(std::vector<std::int32_t>& rates) override;
-    HResult GetPacketizationMode(std::int32_t& mode) override;
+    HResult ConnectToRtspServer(bool joins) override;
+    HResult SetupTransport(MediaStream stream, MediaTransport& transport) override;
+    HResult GetH264Parameters(H264Description& description) override;
     HResult SetImageSize(const PictureFormat& format) override;
     HResult SetBitRate(std::int32_t bitRateKbps) override;
     HResult SetAudioInVolume(std::int32_t volume) override;
@@ -31,6 +33,8 @@ public:
     HResult ZoomToArea(const PictureArea& area) override;
     HResult StartVideo(const StreamTarget& target) override;
     HResult StartAudio(const StreamTarget& target) override;
+    HResult PauseStreaming() override;
+    HResult StopStreaming() override;
 
 private:
     CComPointer<IAVCommand5> m_object;

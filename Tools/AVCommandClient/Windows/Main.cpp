@@ -1,12 +1,14 @@
 #include "Client.h"
 #include "Core/ExitCode.h"
 #include "Windows/ComponentHost.h"
+#include "Windows/RunningStreams.h"
 #include "Windows/Text.h"
 
 #include <windows.h>
 
 #include <shellapi.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <span>
@@ -58,6 +60,18 @@ std::unique_ptr<IComponentHost> MakeHost(const ClientArguments& arguments, std::
     const bool isRegistered = !arguments.isUnregistered && arguments.dllPath.empty();
     return std::make_unique<CComponentHost>(isRegistered, arguments.dllPath, CCallTrace(trace));
 }
+
+volatile std::sig_atomic_t g_isInterrupted = 0;
+
+/// Ctrl+C ends a stream properly; every other command has ended before it could matter.
+StreamSurroundings MakeStreaming()
+{
+    return {[]() -> std::unique_ptr<IMediaReceiver> {
+                std::signal(SIGINT, [](int) { g_isInterrupted = 1; });
+                return std::make_unique<CUdpMediaReceiver>();
+            },
+            [] { return g_isInterrupted != 0; }, std::make_shared<CRunningStreams>()};
+}
 } // namespace
 
 int main()
@@ -65,7 +79,8 @@ int main()
     const CConsoleEncoding encoding;
     try
     {
-        return Client::Run(CommandLineWords(), {EnvironmentPassword(), std::cin, {std::cout, std::cerr}, &MakeHost});
+        return Client::Run(CommandLineWords(),
+                           {EnvironmentPassword(), std::cin, {std::cout, std::cerr}, &MakeHost, MakeStreaming()});
     }
     catch (const std::exception& error)
     {
