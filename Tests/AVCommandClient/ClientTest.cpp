@@ -76,6 +76,7 @@ TEST_F(ClientTest, EveryCameraCommandOpensConnectsActsAndCloses)
         {"ptz stop zoom", {"StopMove 11"}},
         {"ptz area 1 2 3 4", {"ZoomToArea 1 2 3 4"}},
         {"start-video", {"StartVideo 1 0"}},
+        {"info", {"ConnectToRtspServer 0", "GetSettings", "GetSupportedImageSizes", "GetSupportedFrameRates"}},
         {"start-video --unicast 5004", {"StartVideo 0 5004"}},
         {"start-audio --unicast 5006", {"StartAudio 0 5006"}},
     };

@@ -41,6 +41,10 @@ TEST(CommandLine, EveryVerbIsUnderstood)
     };
     const Row rows[] = {
         {"info --host c", Verb::kInfo, "info"},
+        {"stream --host c", Verb::kStream, "stream"},
+        {"h264 --host c", Verb::kH264, "h264"},
+        {"pause --host c", Verb::kPause, "pause"},
+        {"stop --host c", Verb::kStop, "stop"},
         {"settings --host c", Verb::kSettings, "settings"},
         {"sizes --host c", Verb::kSizes, "sizes"},
         {"set-size 640x480@5 --host c", Verb::kSetSize, "set-size"},
@@ -86,6 +90,22 @@ TEST(CommandLine, GlobalOptionsStandBeforeOrBehindTheVerb)
 TEST(CommandLine, PortIs80UnlessGiven)
 {
     EXPECT_EQ(ParseGood("info --host c").camera.port, 80);
+}
+
+TEST(CommandLine, StreamHasDefaultsAndOptions)
+{
+    const ClientArguments plain = ParseGood("stream --host c");
+    EXPECT_EQ(plain.seconds, 10);
+    EXPECT_EQ(plain.outPath, "");
+    EXPECT_TRUE(plain.withAudio);
+    const ClientArguments all = ParseGood("stream --seconds 3 --out v.h264 --no-audio --multicast --host c");
+    EXPECT_EQ(all.seconds, 3);
+    EXPECT_EQ(all.outPath, "v.h264");
+    EXPECT_FALSE(all.withAudio);
+    EXPECT_TRUE(all.isMulticast);
+    EXPECT_FALSE(plain.isMulticast);
+    EXPECT_FALSE(ParseGood("pause --host c").isResume);
+    EXPECT_TRUE(ParseGood("pause --resume --host c").isResume);
 }
 
 TEST(CommandLine, ValuesReachTheArguments)
@@ -195,6 +215,12 @@ TEST(CommandLine, WrongUsageIsOneClearLineAndExitCode2)
         {"bad distance", "ptz step up --distance 11 --host c", "'11' is not a step"},
         {"no speed", "ptz start up --host c", "--speed"},
         {"three numbers for an area", "ptz area 1 2 3 --host c", "HEIGHT"},
+        {"no time to stream", "stream --seconds 0 --host c", "'0' is not a number of seconds (1 to 86400)"},
+        {"more than a day", "stream --seconds 86401 --host c", "'86401' is not a number of seconds"},
+        {"no number of seconds", "stream --seconds soon --host c", "'soon' is not a number of seconds"},
+        {"no file name", "stream --out= --host c", "--out"},
+        {"a stream without a camera", "stream", "'stream' needs --host"},
+        {"resuming a stop", "stop --resume --host c", "--resume"},
         {"both targets", "start-video --multicast --unicast 5 --host c", "--multicast"},
         {"unicast to port 0", "start-video --unicast 0 --host c", "'0' is not a port"},
         {"demo without a simulator", "demo", "--sim-control"},

@@ -68,24 +68,4 @@ TEST(DemoChecks, StreamIsOneSourceInSequence)
     EXPECT_THAT(DemoChecks::Stream(Packets{{96, 1, 0, 7}}, 1, 3), ElementsAre(HasSubstr("3 datagrams")));
 }
 
-TEST(RtpPacket, HeaderIsReadInNetworkOrder)
-{
-    const std::array<std::uint8_t, 13> datagram{0x80, 0xE0, 0x12, 0x34, 0, 1, 2, 3, 0xDE, 0xAD, 0xBE, 0xEF, 0xFF};
-    const auto header = RtpPacket::Parse(datagram);
-    ASSERT_TRUE(header);
-    EXPECT_EQ(header->payloadType, 96) << "without the marker bit";
-    EXPECT_EQ(header->sequenceNumber, 0x1234);
-    EXPECT_EQ(header->timestamp, 0x00010203u);
-    EXPECT_EQ(header->ssrc, 0xDEADBEEFu);
-}
-
-TEST(RtpPacket, ShortOrForeignDatagramsAreRefused)
-{
-    std::array<std::uint8_t, 12> datagram{0x80};
-    EXPECT_TRUE(RtpPacket::Parse(datagram));
-    EXPECT_FALSE(RtpPacket::Parse(std::span(datagram).first(11)));
-    EXPECT_FALSE(RtpPacket::Parse({}));
-    datagram[0] = 0x40;
-    EXPECT_FALSE(RtpPacket::Parse(datagram)) << "version 1";
-}
 } // namespace

@@ -161,7 +161,7 @@ void AddStreamingVerbs(CLI::App& app, Draft& draft)
     stream->add_option("--out", arguments.outPath, "Write the H.264 video to this file (Annex B)")
         ->check([](const std::string& path) { return path.empty() ? "needs a file name" : ""; });
     stream->add_flag("!--no-audio", arguments.withAudio, "Video only");
-    stream->add_flag("--multicast", arguments.target.isMulticast, "From the camera's multicast group");
+    stream->add_flag("--multicast", arguments.isMulticast, "From the camera's multicast group");
 
     AddVerb(app, draft, Verb::kH264, "h264", "Show the H.264 profile, packetization mode and parameter sets");
     AddVerb(app, draft, Verb::kPause, "pause", "Pause what 'avcommand stream' receives from the camera")

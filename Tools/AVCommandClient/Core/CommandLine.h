@@ -51,8 +51,9 @@ struct ClientArguments
     StepSize stepSize = StepSize::k10;
     PictureArea area;
     StreamTarget target;
-    /// Of `stream`: how long, and where to write the video (empty: nowhere).
+    /// Of `stream`: how long, from where, and where to write the video (empty: nowhere).
     std::int32_t seconds = 10;
+    bool isMulticast = false;
     std::string outPath;
     bool withAudio = true;
     /// Of `pause`: the opposite.

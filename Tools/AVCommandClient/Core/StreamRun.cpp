@@ -65,14 +65,14 @@ void CStreamRun::NegotiateRtsp()
     SetUp(MediaStream::kVideo);
     if (m_arguments.withAudio)
         SetUp(MediaStream::kAudio);
-    Check(m_camera.StartVideo({m_arguments.target.isMulticast, m_videoPort}), "StartMpeg4Video2", Activity::kStream);
+    Check(m_camera.StartVideo({m_arguments.isMulticast, m_videoPort}), "StartMpeg4Video2", Activity::kStream);
 }
 
 void CStreamRun::SetUp(MediaStream stream)
 {
     const bool isVideo = stream == MediaStream::kVideo;
     MediaTransport transport;
-    transport.isMulticast = m_arguments.target.isMulticast;
+    transport.isMulticast = m_arguments.isMulticast;
     if (!transport.isMulticast)
         transport.clientPort = m_receiver->OpenUnicast(stream);
     const HResult hr = m_camera.SetupTransport(stream, transport);
@@ -96,18 +96,18 @@ void CStreamRun::NegotiateCgi()
                                  "set-size --codec h264' changes that");
     m_monitor = std::make_unique<CStreamMonitor>(m_isH264, m_file.get());
     OpenForCgi(MediaStream::kVideo, settings);
-    Check(m_camera.StartVideo({m_arguments.target.isMulticast, m_videoPort}), "StartMpeg4Video2", Activity::kStream);
+    Check(m_camera.StartVideo({m_arguments.isMulticast, m_videoPort}), "StartMpeg4Video2", Activity::kStream);
     if (!m_arguments.withAudio)
         return;
     OpenForCgi(MediaStream::kAudio, settings);
-    m_hasAudio = HResults::Succeeded(m_camera.StartAudio({m_arguments.target.isMulticast, m_audioPort}));
+    m_hasAudio = HResults::Succeeded(m_camera.StartAudio({m_arguments.isMulticast, m_audioPort}));
 }
 
 void CStreamRun::OpenForCgi(MediaStream stream, const StreamSettings& settings)
 {
     const bool isVideo = stream == MediaStream::kVideo;
     std::uint16_t& port = isVideo ? m_videoPort : m_audioPort;
-    if (!m_arguments.target.isMulticast)
+    if (!m_arguments.isMulticast)
     {
         port = m_receiver->OpenUnicast(stream);
         return;
@@ -166,7 +166,7 @@ bool CStreamRun::Obey(StreamRequest request)
     if (isPause != m_isPaused)
     {
         const HResult hr =
-            isPause ? m_camera.PauseStreaming() : m_camera.StartVideo({m_arguments.target.isMulticast, m_videoPort});
+            isPause ? m_camera.PauseStreaming() : m_camera.StartVideo({m_arguments.isMulticast, m_videoPort});
         // A camera that cannot pause goes on; here it is paused nevertheless.
         if (hr != HResults::kNotImplemented)
             Check(hr, isPause ? "PauseStreaming" : "StartMpeg4Video2", Activity::kStream);
@@ -192,7 +192,7 @@ void CStreamRun::PrintStart() const
 {
     if (m_arguments.isJson)
         return;
-    const std::string way = m_arguments.target.isMulticast ? ", multicast, UDP port " : ", UDP port ";
+    const std::string way = m_arguments.isMulticast ? ", multicast, UDP port " : ", UDP port ";
     m_out << "Video: " << (m_isH264 ? "H.264 " + StreamReport::H264Text(*m_monitor) : "MPEG-4") << way << m_videoPort
           << '\n';
     if (m_hasAudio)
