@@ -50,6 +50,12 @@ public:
     std::string ignoredCall;
     bool sendsCredentials = true;
     bool neverStops = false;
+    std::function<void(const std::string& name)> onCall;
+
+    void BecomeAxis()
+    {
+        m_camera.isAxis = true;
+    }
 
 private:
     void See(const std::string& call)
@@ -59,6 +65,8 @@ private:
         words >> name;
         std::vector<std::int32_t> values{std::istream_iterator<std::int32_t>(words), {}};
         Request(name);
+        if (onCall)
+            onCall(name);
         if (name != ignoredCall)
             Apply(name, values);
         // The component reports what the camera has.
@@ -70,7 +78,9 @@ private:
         const auto add = [this](const std::string& target) {
             m_requests.push_back({"GET", target, 200, sendsCredentials});
         };
-        if (name == "ConnectToCamera")
+        if (m_camera.isAxis)
+            RequestOfAxis(name, add);
+        else if (name == "ConnectToCamera")
         {
             m_requests.push_back({"GET", "/command/inquiry.cgi?inq=system", 401, false});
             add("/command/inquiry.cgi?inq=system");
@@ -81,6 +91,29 @@ private:
             add("/image1?UdpMode=unicast");
         else if (name == "Step" || name == "StartMove" || name == "StopMove" || name == "ZoomToArea")
             add("/command/ptzf.cgi?x=1");
+    }
+
+    template <class Add>
+    void RequestOfAxis(const std::string& name, Add&& add)
+    {
+        if (name == "ConnectToCamera")
+        {
+            m_requests.push_back({"GET", "/command/inquiry.cgi?inq=system", 404, true});
+            add("/axis-cgi/com/ptz.cgi?whoami=yes");
+        }
+        else if (name.starts_with("Set") && !name.starts_with("Setup"))
+        {
+            add("/axis-cgi/param.cgi?x=1");
+            if (name == "SetImageSize")
+                add("/axis-cgi/param.cgi?x=2");
+        }
+        else if (name == "StartMove" || name == "StopMove")
+            m_requests.push_back({"GET", "/axis-cgi/com/ptz.cgi?x=1", 204, true});
+        else if (name == "ConnectToRtspServer")
+        {
+            m_requests.push_back({"GET", "/axis-media/media.amp", 200, false});
+            m_requests.push_back({"POST", "/axis-media/media.amp", 0, false});
+        }
     }
 
     void Apply(const std::string& name, const std::vector<std::int32_t>& values)
@@ -213,6 +246,47 @@ TEST_F(DemoWalkTest, ChangeThatDoesNotReachTheCameraIsFound)
         m_simulator.ignoredCall = row.call;
         ExpectFailedWith(row.step, row.problem);
     }
+}
+
+class AxisDemoWalkTest : public DemoWalkTest
+{
+protected:
+    AxisDemoWalkTest()
+    {
+        m_simulator.BecomeAxis();
+        m_simulator.onCall = [this](const std::string& name) {
+            if (name == "StopStreaming" && m_stops)
+                m_video.packets.clear();
+        };
+        FakeCameraState& camera = m_state.camera;
+        camera.isRtsp = true;
+        camera.results = {{"Step", HResults::kNotImplemented}};
+        // 1920x1080, the size that the walk changes to.
+        camera.h264.parameterSet1 = {"\x67\x64\x00\x28\xAC\xD9\x40\x78\x02\x27\xE5\xC0\x44\x00\x00\x03\x00\x04\x00"
+                                     "\x00\x03\x00\xC8\x3C\x60\xC6\x58",
+                                     27};
+    }
+
+    bool m_stops = true;
+};
+
+TEST_F(AxisDemoWalkTest, StreamsOverRtsp)
+{
+    EXPECT_TRUE(Walk()) << m_out.str();
+    EXPECT_EQ(Verdict(), "Demo passed: 21 of 21 steps as expected\n");
+}
+
+TEST_F(AxisDemoWalkTest, CameraThatStillSendsIsFound)
+{
+    m_stops = false;
+    ExpectFailedWith("(StopStreaming)", "the camera still sends");
+}
+
+TEST_F(AxisDemoWalkTest, ParametersOfAnotherSizeAreFound)
+{
+    m_simulator.ignoredCall = "SetImageSize";
+    ExpectFailedWith("(SetImageSize2)", "picture");
+    EXPECT_THAT(m_out.str(), HasSubstr("WRONG     the camera's picture is 1280x720@30"));
 }
 
 TEST_F(DemoWalkTest, CameraThatDoesNotStopIsFound)

@@ -89,7 +89,10 @@ public:
     {
         const HResult hr = Record(stream == MediaStream::kVideo ? "SetupVideo" : "SetupAudio",
                                   {transport.isMulticast, transport.clientPort});
-        if (!HResults::Succeeded(hr) || !transport.isMulticast)
+        if (!HResults::Succeeded(hr))
+            return hr;
+        transport.rtpPort = 7000;
+        if (!transport.isMulticast)
             return hr;
         transport.multicastAddress = m_state.multicastGroup;
         transport.rtpPort = m_state.multicastPort;

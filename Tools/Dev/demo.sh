@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# The main job against a simulated camera, in the project's own Wine prefix: registers the DLL, starts camerasim with
-# Digest authentication, walks through it with avcommand, and puts everything back. What is given on the command line
-# goes to `avcommand demo` (for instance --json or --verbose). Needs build/win32; `./dev demo` builds it first.
+# The main job against a simulated camera of each family, in the project's own Wine prefix: registers the DLL, starts
+# camerasim with Digest authentication, walks through it with avcommand, and puts everything back. What is given on the
+# command line goes to `avcommand demo` (for instance --verbose); with --json the output is an array with one object for
+# each family. Needs build/win32; `./dev demo` builds it first.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 wine=$root/Tools/Dev/run-wine
@@ -78,16 +79,47 @@ has_ports() {
 is_registered=yes
 
 cd "$work"
-"$wine" "$bin/camerasim.exe" --model SNC-EP580 --auth digest --user "$user" --password "$password" \
-    --port-file ports.json --seconds "$simulator_life_seconds" >camerasim.log 2>&1 &
-simulator=$!
-if ! wait_until "$start_limit_seconds" has_ports || [[ ! -s ports.json ]]; then
-    cat camerasim.log >&2
-    fail "the camera simulator did not start."
-fi
-control_port=$(sed -n 's/.*"controlPort": *\([0-9]*\).*/\1/p' ports.json)
-[[ $control_port =~ ^[0-9]+$ ]] || fail "camerasim wrote no control port: $(cat ports.json)"
+
+# walk MODEL OPTION...: one camera from its start to its end.
+walk() {
+    local model=$1 verdict=0
+    shift
+    rm -f ports.json
+    control_port=
+    "$wine" "$bin/camerasim.exe" --model "$model" --auth digest --user "$user" --password "$password" \
+        --port-file ports.json --seconds "$simulator_life_seconds" >camerasim.log 2>&1 &
+    simulator=$!
+    if ! wait_until "$start_limit_seconds" has_ports || [[ ! -s ports.json ]]; then
+        cat camerasim.log >&2
+        fail "the camera simulator did not start."
+    fi
+    control_port=$(sed -n 's/.*"controlPort": *\([0-9]*\).*/\1/p' ports.json)
+    [[ $control_port =~ ^[0-9]+$ ]] || fail "camerasim wrote no control port: $(cat ports.json)"
+    "$wine" "$bin/avcommand.exe" demo --sim-control "127.0.0.1:$control_port" "$@" || verdict=$?
+    stop_simulator
+    return "$verdict"
+}
+
+is_json=no
+for option in "$@"; do
+    [[ $option != --json ]] || is_json=yes
+done
+# title TEXT: what only people read.
+title() {
+    [[ $is_json == yes ]] || echo "$1"
+}
+# mark TEXT: what only the array needs.
+mark() {
+    [[ $is_json == no ]] || echo "$1"
+}
 
 verdict=0
-"$wine" "$bin/avcommand.exe" demo --sim-control "127.0.0.1:$control_port" "$@" || verdict=$?
+mark '['
+title "== An IPELA camera (SNC-EP580)"
+walk SNC-EP580 "$@" || verdict=$?
+mark ','
+title ""
+title "== An Axis camera (AXIS P5635-E), streaming over RTSP"
+walk "AXIS P5635-E" "$@" || verdict=$?
+mark ']'
 exit "$verdict"

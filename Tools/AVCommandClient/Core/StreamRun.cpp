@@ -121,6 +121,7 @@ void CStreamRun::Receive()
     PrintStart();
     m_begin = m_receiver->Now();
     m_shown.when = m_begin;
+    Time liveDue = m_begin + kLiveInterval;
     const Time end = m_begin + std::chrono::seconds(m_arguments.seconds);
     while (!IsToEnd())
     {
@@ -128,8 +129,10 @@ void CStreamRun::Receive()
         if (left.count() <= 0)
             break;
         ReceiveFor(std::min(left, kSlice));
-        if (m_receiver->Now() - m_shown.when >= kLiveInterval)
-            PrintLive(m_receiver->Now());
+        if (m_receiver->Now() < liveDue)
+            continue;
+        PrintLive(m_receiver->Now());
+        liveDue += kLiveInterval;
     }
     m_seconds = std::chrono::duration<double>(m_receiver->Now() - m_begin).count();
 }

@@ -3,9 +3,12 @@
 #include "Core/CallTrace.h"
 #include "Core/Commands.h"
 #include "Core/Names.h"
+#include "Core/Report.h"
 #include "Demo/DemoChecks.h"
+#include "Media/SequenceParameterSet.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -13,15 +16,25 @@ constexpr std::chrono::milliseconds kPollInterval{50};
 constexpr int kMostPolls = 60;
 constexpr std::size_t kPacketsAwaited = 5;
 constexpr std::chrono::milliseconds kStreamLimit{5000};
+constexpr std::size_t kManyPackets = 100000;
+constexpr std::chrono::milliseconds kQuietTime{400};
 constexpr std::int32_t kSpeedPercent = 50;
 const PictureFormat kUnknownFormat{123, 45, 30, StreamCodec::kMpeg4};
 
-const std::string kInquiry = "command/inquiry.cgi";
-const std::string kChange = "command/camera.cgi";
-const std::string kMotor = "command/ptzf.cgi";
 const std::string kAnything = "*";
 
-/// A bit rate between two steps of the camera's table, so that the rounding shows.
+/// Where each family takes changes and movements.
+std::string ChangePath(bool isAxis)
+{
+    return isAxis ? "axis-cgi/param.cgi" : "command/camera.cgi";
+}
+
+std::string MotorPath(bool isAxis)
+{
+    return isAxis ? "axis-cgi/com/ptz.cgi" : "command/ptzf.cgi";
+}
+
+/// A bit rate between two steps of an IPELA camera's table, so that the rounding shows; an Axis camera has no steps.
 struct BitRate
 {
     std::int32_t askedKbps;
@@ -29,8 +42,10 @@ struct BitRate
 };
 
 /// Values that the camera does not have yet: setting what is there already would prove nothing.
-BitRate ChooseBitRate(std::int32_t currentKbps)
+BitRate ChooseBitRate(std::int32_t currentKbps, bool isAxis)
 {
+    if (isAxis)
+        return currentKbps == 1000 ? BitRate{1500, 1500} : BitRate{1000, 1000};
     return currentKbps == 1024 ? BitRate{2000, 2048} : BitRate{1000, 1024};
 }
 
@@ -61,6 +76,7 @@ CDemoWalk::CDemoWalk(const Surroundings& surroundings, CDemoReport& report) : m_
 void CDemoWalk::Run()
 {
     m_address = m_around.simulator.Address();
+    m_isAxis = m_around.simulator.Camera().isAxis;
     // What others have asked before is not ours to check.
     (void)m_around.simulator.TakeRequests();
     Open();
@@ -71,7 +87,17 @@ void CDemoWalk::Run()
     ReadSettings();
     Move();
     MoveContinuously();
-    StartStreams();
+    if (m_isAxis)
+    {
+        ConnectToRtsp();
+        SetUpTransport(MediaStream::kVideo);
+        SetUpTransport(MediaStream::kAudio);
+        PlayAndStop();
+    }
+    else
+    {
+        StartStreams();
+    }
     Close();
 }
 
@@ -140,6 +166,15 @@ void CDemoWalk::ReadSettings()
         "GetCameraSettings3", "the current settings (may come from a cache that is at most 10 s old)",
         {HResults::kOk, {kAnything}}, [&] { return m_camera->GetSettings(settings); },
         [&](DemoStep& step) {
+            const SimulatedCamera camera = m_around.simulator.Camera();
+            if (m_isAxis)
+            {
+                // The component tells the picture alone of a camera that streams over RTSP.
+                step.returned.push_back(Names::PictureFormatText(settings.picture) + " " +
+                                        Names::CodecText(settings.picture.codec));
+                Append(step.problems, DemoChecks::Format(settings.picture, camera.settings.picture));
+                return;
+            }
             step.returned.push_back(Names::PictureFormatText(settings.picture) + " " +
                                     Names::CodecText(settings.picture.codec) + ", " +
                                     std::to_string(settings.bitRateKbps) + " kbit/s, microphone volume " +
@@ -147,7 +182,7 @@ void CDemoWalk::ReadSettings()
             step.returned.push_back("multicast " + settings.multicastAddress + ":" +
                                     std::to_string(settings.multicastVideoPort) +
                                     " and :" + std::to_string(settings.multicastAudioPort));
-            Append(step.problems, DemoChecks::Settings(settings, m_around.simulator.Camera().settings));
+            Append(step.problems, DemoChecks::Settings(settings, camera.settings));
         });
 }
 
@@ -191,19 +226,23 @@ void CDemoWalk::ChangeSettings()
 {
     const StreamSettings before = m_around.simulator.Camera().settings;
     const PictureFormat format = ChooseFormat(before.picture);
+    const std::string change = ChangePath(m_isAxis);
+    // An Axis camera takes size and rate one by one.
+    const std::vector<std::string> changes(m_isAxis ? 2 : 1, change);
     Step(
         "SetImageSize2", Names::PictureFormatText(format) + " " + Names::CodecText(format.codec),
-        {HResults::kOk, {kChange}}, [&] { return m_camera->SetImageSize(format); },
+        {HResults::kOk, changes}, [&] { return m_camera->SetImageSize(format); },
         [&](DemoStep& step) {
             const PictureFormat now = m_around.simulator.Camera().settings.picture;
             step.returned.push_back("camera has " + Names::PictureFormatText(now) + " " + Names::CodecText(now.codec));
             Append(step.problems, DemoChecks::Format(format, now));
         });
-    const BitRate bitRate = ChooseBitRate(before.bitRateKbps);
+    const BitRate bitRate = ChooseBitRate(before.bitRateKbps, m_isAxis);
     Step(
         "SetBitRate",
-        std::to_string(bitRate.askedKbps) + " kbit/s (the next step is " + std::to_string(bitRate.expectedKbps) + ")",
-        {HResults::kOk, {kChange}}, [&] { return m_camera->SetBitRate(bitRate.askedKbps); },
+        std::to_string(bitRate.askedKbps) + " kbit/s" +
+            (m_isAxis ? "" : " (the next step is " + std::to_string(bitRate.expectedKbps) + ")"),
+        {HResults::kOk, {change}}, [&] { return m_camera->SetBitRate(bitRate.askedKbps); },
         [&](DemoStep& step) {
             const std::int32_t now = m_around.simulator.Camera().settings.bitRateKbps;
             step.returned.push_back("camera has " + std::to_string(now) + " kbit/s");
@@ -212,7 +251,7 @@ void CDemoWalk::ChangeSettings()
         });
     const std::int32_t volume = ChooseVolume(before.audioInVolume);
     Step(
-        "SetAudioInVolume", std::to_string(volume), {HResults::kOk, {kChange}},
+        "SetAudioInVolume", std::to_string(volume), {HResults::kOk, {change}},
         [&] { return m_camera->SetAudioInVolume(volume); },
         [&](DemoStep& step) {
             const std::int32_t now = m_around.simulator.Camera().settings.audioInVolume;
@@ -231,15 +270,23 @@ void CDemoWalk::RefuseUnknownSize()
 
 void CDemoWalk::Move()
 {
+    if (m_isAxis)
+    {
+        Step(
+            "SendPTZCommand", "one step up: this family moves continuously only", {HResults::kNotImplemented, {}},
+            [&] { return m_camera->Step(MoveDirection::kUpper, StepSize::k100); }, kNothingToLookAt);
+        return;
+    }
+    const std::vector<std::string> motor{MotorPath(m_isAxis)};
     const CameraPosition before = m_around.simulator.Camera().position;
     Step(
-        "SendPTZCommand", "one step up, distance 100", {HResults::kOk, {kMotor}},
+        "SendPTZCommand", "one step up, distance 100", {HResults::kOk, motor},
         [&] { return m_camera->Step(MoveDirection::kUpper, StepSize::k100); },
         [&](DemoStep& step) { ExpectMovement(step, before, m_around.simulator.Camera().position); });
 
     const CameraPosition beforeArea = m_around.simulator.Camera().position;
     Step(
-        "SendPTZAreaZoomCommand", "zoom to 160x120 at 80,60", {HResults::kOk, {kMotor}},
+        "SendPTZAreaZoomCommand", "zoom to 160x120 at 80,60", {HResults::kOk, motor},
         [&] {
             return m_camera->ZoomToArea({80, 60, 160, 120});
         },
@@ -259,17 +306,17 @@ bool CDemoWalk::WaitForMovement(const CameraPosition& from) const
 
 void CDemoWalk::MoveContinuously()
 {
+    const std::vector<std::string> motor{MotorPath(m_isAxis)};
     const CameraPosition before = m_around.simulator.Camera().position;
     Step(
-        "SendPTZStartCommand", "right at " + std::to_string(kSpeedPercent) + " % of full speed",
-        {HResults::kOk, {kMotor}}, [&] { return m_camera->StartMove(MoveDirection::kRight, kSpeedPercent); },
+        "SendPTZStartCommand", "right at " + std::to_string(kSpeedPercent) + " % of full speed", {HResults::kOk, motor},
+        [&] { return m_camera->StartMove(MoveDirection::kRight, kSpeedPercent); },
         [&](DemoStep& step) {
             (void)WaitForMovement(before);
             ExpectMovement(step, before, m_around.simulator.Camera().position);
         });
     Step(
-        "SendPTZStopCommand", "stop", {HResults::kOk, {kMotor}},
-        [&] { return m_camera->StopMove(MoveDirection::kRight); },
+        "SendPTZStopCommand", "stop", {HResults::kOk, motor}, [&] { return m_camera->StopMove(MoveDirection::kRight); },
         [&](DemoStep& step) {
             const CameraPosition stopped = m_around.simulator.Camera().position;
             m_around.pause(4 * kPollInterval);
@@ -306,6 +353,74 @@ void CDemoWalk::StartStream(bool isVideo)
             if (step.received.empty())
                 step.problems.push_back("the camera was not asked anything");
             Append(step.problems, DemoChecks::Stream(packets, kPacketsAwaited, countForeign));
+        });
+}
+
+void CDemoWalk::ConnectToRtsp()
+{
+    HResult connected = HResults::kFail;
+    Step(
+        "ConnectToRtspServer", "RTSP in an HTTP tunnel, taking part in the streaming", {HResults::kOk, {kAnything}},
+        [&] { return connected = m_camera->ConnectToRtspServer(true); }, kNothingToLookAt);
+    Commands::Check(connected, "ConnectToRtspServer", Activity::kStream);
+    H264Description h264;
+    Step(
+        "GetH264Parameters", "what a decoder needs before the first picture", {HResults::kOk, {kAnything}},
+        [&] { return m_camera->GetH264Parameters(h264); },
+        [&](DemoStep& step) {
+            step.returned.push_back(Report::H264Text(h264));
+            const auto info = SequenceParameterSet::Parse(h264.parameterSet1);
+            const PictureFormat camera = m_around.simulator.Camera().settings.picture;
+            if (!info)
+                step.problems.push_back("there is no sequence parameter set that can be read");
+            else if (std::cmp_not_equal(info->width, camera.width) || std::cmp_not_equal(info->height, camera.height))
+                step.problems.push_back("the camera's picture is " + Names::PictureFormatText(camera));
+        });
+}
+
+void CDemoWalk::SetUpTransport(MediaStream stream)
+{
+    const bool isVideo = stream == MediaStream::kVideo;
+    MediaTransport transport;
+    transport.clientPort = (isVideo ? m_around.video : m_around.audio).Port();
+    Step(
+        "SetupTransport",
+        std::string(isVideo ? "video" : "audio") + ", unicast to UDP port " + std::to_string(transport.clientPort),
+        {HResults::kOk, {kAnything}}, [&] { return m_camera->SetupTransport(stream, transport); },
+        [&](DemoStep& step) {
+            step.returned.push_back(transport.protocol + ", from port " + std::to_string(transport.rtpPort) +
+                                    ", RTCP from port " + std::to_string(transport.rtcpPort));
+            if (transport.rtpPort == 0)
+                step.problems.push_back("the camera names no port of its own");
+        });
+}
+
+void CDemoWalk::PlayAndStop()
+{
+    const StreamTarget target{false, m_around.video.Port()};
+    const auto look = [](DemoStep& step, const char* name, IStreamReceiver& receiver) {
+        std::size_t countForeign = 0;
+        const auto packets = receiver.Receive(kPacketsAwaited, kStreamLimit, countForeign);
+        step.returned.push_back(std::to_string(packets.size()) + " " + name + " RTP packets arrived");
+        Append(step.problems, DemoChecks::Stream(packets, kPacketsAwaited, countForeign));
+    };
+    Step(
+        "StartMpeg4Video2", "play both streams", {HResults::kOk, {kAnything}},
+        [&] { return m_camera->StartVideo(target); },
+        [&](DemoStep& step) {
+            look(step, "video", m_around.video);
+            look(step, "audio", m_around.audio);
+        });
+    Step(
+        "StopStreaming", "end the session", {HResults::kOk, {kAnything}}, [&] { return m_camera->StopStreaming(); },
+        [&](DemoStep& step) {
+            // What was sent before is waiting in the socket: more than that must not come.
+            std::size_t countForeign = 0;
+            const auto before = m_around.video.Receive(kManyPackets, kQuietTime, countForeign);
+            const auto after = m_around.video.Receive(1, kQuietTime, countForeign);
+            step.returned.push_back(std::to_string(before.size()) + " packets had been on their way");
+            if (!after.empty())
+                step.problems.push_back("the camera still sends");
         });
 }
 

@@ -55,6 +55,9 @@ private:
     void Move();
     void MoveContinuously();
     void StartStreams();
+    void ConnectToRtsp();
+    void SetUpTransport(MediaStream stream);
+    void PlayAndStop();
     void Close();
 
     void StartStream(bool isVideo);
@@ -64,6 +67,7 @@ private:
     Surroundings m_around;
     CDemoReport& m_report;
     CameraAddress m_address;
+    bool m_isAxis = false;
     std::unique_ptr<ICamera> m_camera;
     std::vector<PictureFormat> m_sizes;
     std::vector<std::int32_t> m_rates;

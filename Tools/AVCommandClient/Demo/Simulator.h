@@ -29,6 +29,8 @@ struct SimulatedCamera
     std::string model;
     StreamSettings settings;
     CameraPosition position;
+    /// An Axis camera; else an IPELA one.
+    bool isAxis = false;
 };
 
 /// The simulator's control endpoint: the other side of every call, seen from the camera.

@@ -50,6 +50,13 @@ private:
 
 PictureFormat ReadPicture(const CSettingTexts& settings)
 {
+    if (const std::string resolution = settings.Text({"Image.I0.Appearance.Resolution"}); !resolution.empty())
+    {
+        const std::string rate = settings.Text({"Image.I0.Stream.FPS"});
+        PictureFormat format = Names::ParsePictureFormat(resolution + "@" + rate).value_or(PictureFormat());
+        format.codec = StreamCodec::kH264;
+        return format;
+    }
     PictureFormat picture;
     const std::string size = settings.Text({"ImageSize1", "M4ImageSize", "ImageSize"});
     const std::size_t comma = size.find(',');
@@ -71,8 +78,8 @@ StreamSettings ReadSettings(const Json& json)
     settings.multicastAudioPort = texts.Port({"McAudioPort"});
     settings.unicastVideoPort = texts.Port({"UcVideoPort1", "UcVideoPort"});
     settings.unicastAudioPort = texts.Port({"UcAudioPort"});
-    settings.bitRateKbps = texts.Number({"BitRate1", "M4BitRate"});
-    settings.audioInVolume = texts.Number({"AudioInVolume"});
+    settings.bitRateKbps = texts.Number({"BitRate1", "M4BitRate", "Image.I0.RateControl.TargetBitrate"});
+    settings.audioInVolume = texts.Number({"AudioInVolume", "AudioSource.A0.InputGain"});
     settings.picture = ReadPicture(texts);
     return settings;
 }
@@ -138,7 +145,8 @@ SimulatedCamera CSimulatorClient::Camera()
         const Json& position = state.at("position");
         return SimulatedCamera{state.at("model"),
                                ReadSettings(state.at("settings")),
-                               {position.at("pan"), position.at("tilt"), position.at("zoom")}};
+                               {position.at("pan"), position.at("tilt"), position.at("zoom")},
+                               state.value("family", std::string()) == "axis"};
     });
 }
 

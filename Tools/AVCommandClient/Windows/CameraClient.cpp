@@ -37,7 +37,7 @@ StreamSettings ToSettings(const CameraSettings3& record, std::wstring_view multi
 /// Null is the empty text.
 std::string ToText(const CBstr& text)
 {
-    return Text::ToUtf8({text.get(), ::SysStringLen(text.get())});
+    return text ? Text::ToUtf8({text.get(), ::SysStringLen(text.get())}) : std::string();
 }
 
 PTZCommand ToCommand(MoveDirection direction) noexcept
@@ -168,8 +168,9 @@ HResult CCameraClient::GetH264Parameters(H264Description& description)
     description.packetizationMode = record.PacketizationMode;
     if (!parameterSets || record.ParameterSet1Size < 0 || record.ParameterSet2Size < 0)
         return hr;
-    const unsigned char* const second = parameterSets.get() + record.ParameterSet1Size;
-    description.parameterSet1.assign(parameterSets.get(), second);
+    const unsigned char* const first = parameterSets.get();
+    const unsigned char* const second = first + record.ParameterSet1Size;
+    description.parameterSet1.assign(first, second);
     description.parameterSet2.assign(second, second + record.ParameterSet2Size);
     return hr;
 }
