@@ -218,7 +218,7 @@ TEST(CommandLine, WrongUsageIsOneClearLineAndExitCode2)
         {"no time to stream", "stream --seconds 0 --host c", "'0' is not a number of seconds (1 to 86400)"},
         {"more than a day", "stream --seconds 86401 --host c", "'86401' is not a number of seconds"},
         {"no number of seconds", "stream --seconds soon --host c", "'soon' is not a number of seconds"},
-        {"no file name", "stream --out= --host c", "--out"},
+        {"no file name", "stream --host c --out=", "--out"},
         {"a stream without a camera", "stream", "'stream' needs --host"},
         {"resuming a stop", "stop --resume --host c", "--resume"},
         {"both targets", "start-video --multicast --unicast 5 --host c", "--multicast"},

@@ -122,7 +122,7 @@ private:
         if (name == "SetImageSize")
             settings.picture = {values[0], values[1], values[2], static_cast<StreamCodec>(values[3])};
         else if (name == "SetBitRate")
-            settings.bitRateKbps = values[0] == 1000 ? 1024 : 2048;
+            settings.bitRateKbps = m_camera.isAxis ? values[0] : values[0] == 1000 ? 1024 : 2048;
         else if (name == "SetAudioInVolume")
             settings.audioInVolume = values[0];
         else if (name == "Step")
