@@ -320,6 +320,10 @@ TEST_F(StreamCommands, CameraWithoutRtspIsStartedByItsRequests)
     EXPECT_EQ(json["family"], "IPELA");
     EXPECT_EQ(json["video"]["codec"], "h264");
     EXPECT_TRUE(json["h264"].is_null()) << "nothing announced, nothing in the stream";
+    VideoArrives(1, std::string("\x67\x42\xC0\x0B\xD9\x02\xC4\xEC\x04\x40\x00\x00\x03\x00\x40\x00\x00\x0C\x83\xC5\x0A"
+                                "\x92",
+                                22));
+    EXPECT_TRUE(RunJson("stream --seconds 1")["h264"]["packetizationMode"].is_null()) << "the stream does not tell it";
     EXPECT_THAT(m_host.camera.calls,
                 ElementsAre("OpenConnection", "ConnectToCamera", "ConnectToRtspServer 1", "GetSettings",
                             "StartVideo 0 6000", "StartAudio 0 6002", "CloseConnection"));

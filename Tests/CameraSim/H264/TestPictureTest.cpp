@@ -57,8 +57,8 @@ TEST(TestPicture, EveryBarIsThere)
 
 TEST(TestPicture, SmallPicturesShowTheFastestDigits)
 {
-    // 11 columns have room for two digits, 1 column for none; both still move.
-    for (const unsigned width : {176u, 16u})
+    // 11 columns have room for two digits, 2 columns for none; both still move.
+    for (const unsigned width : {176u, 32u})
     {
         const CTestPicture picture({.width = width, .height = 144});
         EXPECT_NE(picture.Draw(3).blocks, picture.Draw(4).blocks) << width;

@@ -107,7 +107,8 @@ struct MediaTransport
 struct H264Description
 {
     std::string profileLevelId;
-    std::int32_t packetizationMode = 0;
+    /// -1 when nobody has told.
+    std::int32_t packetizationMode = -1;
     std::string parameterSet1;
     std::string parameterSet2;
 };

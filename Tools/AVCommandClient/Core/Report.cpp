@@ -111,12 +111,16 @@ std::string H264Text(const H264Description& description)
                ", " + std::to_string(info->width) + "x" + std::to_string(info->height);
     else
         text = "profile-level-id " + description.profileLevelId;
-    return text + ", packetization mode " + std::to_string(description.packetizationMode);
+    if (description.packetizationMode >= 0)
+        text += ", packetization mode " + std::to_string(description.packetizationMode);
+    return text;
 }
 
 Json ToJson(const H264Description& description)
 {
     Json json = {{"profileLevelId", description.profileLevelId}, {"packetizationMode", description.packetizationMode}};
+    if (description.packetizationMode < 0)
+        json["packetizationMode"] = nullptr;
     if (const auto info = SequenceOf(description))
     {
         json["profile"] = SequenceParameterSet::ProfileText(*info);

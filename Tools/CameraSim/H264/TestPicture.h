@@ -6,7 +6,8 @@
 #include <cstdint>
 
 /// What the simulated camera films: colour bars, a clock (minutes, seconds, picture of the second) in digits that are
-/// legible at any size, and a white mark that runs along below it. No two consecutive pictures are equal.
+/// legible at any size, and a white mark that runs along below it. No two consecutive pictures of more than
+/// one column are equal.
 /// Immutable after construction; any thread.
 class CTestPicture
 {
