@@ -8,6 +8,7 @@ import sys
 import tempfile
 from pathlib import Path
 
+import console
 import scenarios
 import simulator
 from checks import Checks
@@ -23,6 +24,7 @@ SCENARIOS = {
     "keep-alive": scenarios.keep_alive,
     "two-objects": scenarios.two_objects,
     "defaults": scenarios.server_defaults,
+    "avcommand": console.stream,
     "simulator": simulator.players,
     "simulator-password": simulator.password,
 }
