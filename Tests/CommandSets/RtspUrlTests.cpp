@@ -94,6 +94,13 @@ TEST_F(RtspUrl, UrlsTooLongToCombineFail)
                                         L"1 CCgiCommandRtsp::SetupTransport, failed"));
 }
 
+TEST_F(RtspUrl, UrlsThatEscapingMakesTooLongFail)
+{
+    Describe(Sdp("", std::string(1000, '"'), ""));
+    EXPECT_EQ(SetupUrl(0), "");
+    EXPECT_EQ(m_log.Count(L"CCgiCommandRtsp::CombineUrl, failed to combine"), 1u);
+}
+
 TEST_F(RtspUrl, StreamsThatAreNotThereHaveAnEmptyUrlWhichTheSessionRefuses)
 {
     Describe(Sdp("", "trackID=1", ""));

@@ -676,15 +676,32 @@ TEST(SessionDescription, CutOrDamagedTextsNeverHurt)
 
 TEST(SessionDescription, LongTextsTakeLinearTime)
 {
-    // A thousand media and a hundred thousand lines: quadratic work would not end within the test's time limit.
+    // A hundred media and ten thousand lines, or one line as long as can be: quadratic work would not end within the
+    // test's time limit.
     std::string text = "v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n";
-    for (int media = 0; media < 1000; ++media)
+    for (int media = 0; media < 100; ++media)
     {
         text += "m=video 0 RTP/AVP 96\r\n";
         for (int line = 0; line < 100; ++line)
             text += "a=rtpmap:96 H264/90000\r\n";
     }
-    EXPECT_THAT(Parse(text).Media(), SizeIs(1000));
-    EXPECT_FALSE(Parse(std::string(4 << 20, '=')).IsValid());
-    EXPECT_FALSE(Parse("m=" + std::string(4 << 20, ' ')).IsValid());
+    EXPECT_THAT(Parse(text).Media(), SizeIs(100));
+    const std::size_t longest = CSessionDescription::kMaximumTextBytes;
+    EXPECT_FALSE(Parse(std::string(longest, '=')).IsValid());
+    EXPECT_FALSE(Parse("m=" + std::string(longest - 2, ' ')).IsValid());
+}
+
+TEST(SessionDescription, LongerThanAnyCameraWritesIsGivenUp)
+{
+    const std::string valid = "v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\nm=video 0 RTP/AVP 96\r\ni=";
+    const std::string longest = valid + std::string(CSessionDescription::kMaximumTextBytes - valid.size(), 'x');
+    EXPECT_TRUE(Parse(longest).IsValid());
+
+    const CLogCapture log;
+    const CSessionDescription description(longest + "x", "rtsp://h/");
+    EXPECT_FALSE(description.IsValid());
+    EXPECT_THAT(description.Media(), testing::IsEmpty());
+    EXPECT_EQ(description.Source(), "rtsp://h/");
+    EXPECT_EQ(log.Count(L"CSessionDescription::Initialize, session description of more than 262144 bytes given up"),
+              1u);
 }

@@ -2,6 +2,7 @@
 
 #include "Protocol/Log.h"
 #include "Protocol/MediaFormats.h"
+#include "Protocol/TextUtil.h"
 #include "RtspSessionManager.h"
 #include "TextEncoding/Encoding.h"
 #include "Win32/ComMemory.h"
@@ -25,7 +26,21 @@ std::wstring Widen(std::string_view text)
 
 std::string Narrow(const BSTR text)
 {
-    return CUTF8Encoding().EncodeString({text, ::SysStringLen(text)});
+    return text != nullptr ? CUTF8Encoding().EncodeString(text) : std::string();
+}
+
+/// How long a URL may become when all of it is escaped that a function might escape.
+std::size_t LongestEscapedLength(std::string_view url) noexcept
+{
+    constexpr std::string_view kNeverEscaped = "-._~/:?=";
+    std::size_t length = 0;
+    for (const char each : url)
+    {
+        const bool isPlain = TextUtil::IsDigit(each) || (each >= 'a' && each <= 'z') || (each >= 'A' && each <= 'Z') ||
+                             kNeverEscaped.find(each) != std::string_view::npos;
+        length += isPlain ? 1 : std::string_view("%41").size();
+    }
+    return length;
 }
 
 /// Null for an empty text.
@@ -305,8 +320,9 @@ std::string CCgiCommandRtsp::MakeAbsolute(std::string_view control, const CSessi
 std::string CCgiCommandRtsp::CombineUrl(const std::string& base, const std::string& relative)
 {
     std::string url;
-    // The function has fixed room for a URL of its own, and does not say in every system what becomes of longer ones.
-    if (base.size() + relative.size() < INTERNET_MAX_URL_LENGTH)
+    // The function works in fixed room of its own, with what it escapes written as three characters, and does not say
+    // in every system what becomes of longer URLs; Wine 8 writes past the end.
+    if (LongestEscapedLength(base) + LongestEscapedLength(relative) < INTERNET_MAX_URL_LENGTH)
     {
         DWORD lengthChars = 0;
         // Fails, and reports the room that it needs, the terminating null included.
@@ -341,9 +357,10 @@ bool CCgiCommandRtsp::GetPictureSize(PictureSize& size) const
 
 bool CCgiCommandRtsp::IsOutdated(const H264FormatParameters& formatParameters)
 {
+    // Both are asked, whatever the other knows.
     PictureSize described;
     ImageSize2 configured{};
-    return H264PictureSize::GetH264ImageSizeFromSPS(formatParameters, described) &&
-           GetCameraImageSize(&configured) == S_OK &&
-           described != PictureSize{configured.ImageWidth, configured.ImageHeight};
+    const bool isDescribed = H264PictureSize::GetH264ImageSizeFromSPS(formatParameters, described);
+    const bool isConfigured = GetCameraImageSize(&configured) == S_OK;
+    return isDescribed && isConfigured && described != PictureSize{configured.ImageWidth, configured.ImageHeight};
 }

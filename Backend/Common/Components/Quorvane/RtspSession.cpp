@@ -73,6 +73,12 @@ std::uint32_t CRtspSession::AddParticipant(RtspParticipantState initialState)
     return cookie;
 }
 
+bool CRtspSession::HasParticipants() noexcept
+{
+    const CCriticalSection::Holder holder(m_lock);
+    return !m_participants.empty();
+}
+
 bool CRtspSession::RemoveParticipant(std::uint32_t cookie) noexcept
 {
     const CCriticalSection::Holder holder(m_lock);

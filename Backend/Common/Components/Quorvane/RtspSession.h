@@ -50,6 +50,7 @@ public:
 
     /// The new participant's cookie. Throws std::bad_alloc.
     std::uint32_t AddParticipant(RtspParticipantState initialState);
+    bool HasParticipants() noexcept;
     /// True when participants are left.
     bool RemoveParticipant(std::uint32_t cookie) noexcept;
 

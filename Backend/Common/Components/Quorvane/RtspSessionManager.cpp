@@ -41,7 +41,15 @@ try
     if (entry == nullptr)
         return nullptr;
     CRtspSession* const session = entry->session.get();
-    cookie = session->AddParticipant(initialState);
+    try
+    {
+        cookie = session->AddParticipant(initialState);
+    }
+    catch (const std::bad_alloc&)
+    {
+        CloseUnused(entry, holder);
+        throw;
+    }
     Log(LogLevel::Debug,
         L"CRtspSessionManager::JoinRtspSession, succeeded, cookie = %d, serverName = '%s', pSession = 0x%x", cookie,
         name, static_cast<const void*>(session));
@@ -91,15 +99,28 @@ void CRtspSessionManager::ReleaseRtspSession(CRtspSession* session, std::uint32_
     const CHolder holder(m_lock);
     Log(LogLevel::Debug, L"CRtspSessionManager::ReleaseRtspSession, remove participant (%d) from rtsp session: 0x%x",
         cookie, static_cast<const void*>(session));
+    Entry* entry = m_first;
+    while (entry != nullptr && entry->session.get() != session)
+        entry = entry->next;
+    if (entry != nullptr && !session->RemoveParticipant(cookie))
+        Remove(entry, holder);
+}
+
+void CRtspSessionManager::CloseUnused(Entry* entry, const CHolder& holder) noexcept
+{
+    if (!entry->session->HasParticipants())
+        Remove(entry, holder);
+}
+
+void CRtspSessionManager::Remove(Entry* unused, const CHolder&) noexcept
+{
     Entry** link = &m_first;
-    while (*link != nullptr && (*link)->session.get() != session)
+    while (*link != unused)
         link = &(*link)->next;
-    if (*link == nullptr || session->RemoveParticipant(cookie))
-        return;
-    const std::unique_ptr<Entry> entry(*link);
+    const std::unique_ptr<Entry> entry(unused);
     Log(LogLevel::Debug,
         L"CRtspSessionManager::ReleaseRtspSession, remove rtsp session (0x%x) from map, serverName = '%s'",
-        static_cast<const void*>(session), entry->serverName);
+        static_cast<const void*>(entry->session.get()), entry->serverName);
     *link = entry->next;
-    session->CloseSession();
+    entry->session->CloseSession();
 }

@@ -52,6 +52,9 @@ private:
     /// Null when the camera does not answer. Throws std::bad_alloc or HRESULT.
     Entry* OpenSession(const std::wstring& serverName, WORD port, const wchar_t* path, const wchar_t* user,
                        const wchar_t* password, const CHolder&);
+    /// Closes a session that has no participant.
+    void CloseUnused(Entry* entry, const CHolder& holder) noexcept;
+    void Remove(Entry* unused, const CHolder&) noexcept;
 
     static CRtspSessionManager s_instance;
 

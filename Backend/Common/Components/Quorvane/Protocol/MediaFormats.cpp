@@ -3,6 +3,8 @@
 #include "Protocol/Log.h"
 #include "Protocol/TextUtil.h"
 
+#include <utility>
+
 using TextUtil::EqualsIgnoreCase;
 
 namespace

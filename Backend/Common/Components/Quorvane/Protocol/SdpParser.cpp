@@ -166,6 +166,12 @@ bool MediaDescription::IsValid() const
 
 void CSessionDescription::Initialize(std::string_view sdpText, std::string_view source)
 {
+    if (sdpText.size() > kMaximumTextBytes)
+    {
+        Log(LogLevel::Debug, L"CSessionDescription::Initialize, session description of more than %d bytes given up",
+            kMaximumTextBytes);
+        sdpText = {};
+    }
     auto texts = std::make_unique_for_overwrite<char[]>(source.size() + sdpText.size());
     source.copy(texts.get(), source.size());
     CopyLines(sdpText, texts.get() + source.size());

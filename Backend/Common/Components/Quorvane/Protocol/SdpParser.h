@@ -91,12 +91,17 @@ public:
     CSessionDescription& operator=(const CSessionDescription&) = delete;
 
     /// Replaces what was there. `source` is the URL to which relative control URLs belong.
-    /// A text that breaks the rules is kept as far as it was understood: ask IsValid.
+    /// A text that breaks the rules is kept as far as it was understood: ask IsValid. Of one that is longer than
+    /// kMaximumTextBytes nothing is kept.
     void Initialize(std::string_view sdpText, std::string_view source);
     void Clear();
 
     /// Looks at every rule anew, and logs the ones that are broken.
     bool IsValid() const;
+
+    /// Cameras write a few kilobytes. A text takes many times its length in memory, and each look at its rules takes a
+    /// log line for each rule that is broken.
+    static constexpr std::size_t kMaximumTextBytes = 256 * 1024;
 
     std::string_view Source() const noexcept
     {
