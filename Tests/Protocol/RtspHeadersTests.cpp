@@ -229,7 +229,9 @@ TEST(KeepAlivePeriod, IsFourFifthsOfTheTimeout)
     EXPECT_EQ(800u, RtspHeaders::KeepAlivePeriodMs(1));
     for (std::int32_t seconds = 1; seconds <= 100'000; ++seconds)
         ASSERT_EQ(static_cast<std::uint32_t>(seconds) * 800, RtspHeaders::KeepAlivePeriodMs(seconds)) << seconds;
-    EXPECT_EQ(4'294'967'295u, RtspHeaders::KeepAlivePeriodMs(2'147'483'647)) << "no period is longer";
+    EXPECT_EQ(2'147'483'200u, RtspHeaders::KeepAlivePeriodMs(2'684'354));
+    EXPECT_EQ(2'147'483'647u, RtspHeaders::KeepAlivePeriodMs(2'684'355)) << "the pool takes no longer one";
+    EXPECT_EQ(2'147'483'647u, RtspHeaders::KeepAlivePeriodMs(2'147'483'647));
     EXPECT_EQ(0u, RtspHeaders::KeepAlivePeriodMs(-1));
 }
 } // namespace

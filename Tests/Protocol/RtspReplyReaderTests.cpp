@@ -222,10 +222,45 @@ TEST(RtspReplyReader, ReplyToARequestThatWasGivenUpIsLateOnce)
     EXPECT_FALSE(reader.IsLate(Parsed(Reply(4)))) << "a wrong number, but of no request that was given up";
     EXPECT_FALSE(reader.IsLate(Parsed("RTSP/1.0 200 OK\r\n\r\n"))) << "no number";
     EXPECT_FALSE(reader.IsLate(Parsed("RTSP/1.0 200 OK\r\nCSeq: five\r\n\r\n"))) << "no number";
-    EXPECT_FALSE(reader.IsLate(Parsed("RTSP/1.0 200 OK\r\ncseq: 5\r\n\r\n"))) << "names are case-sensitive";
     EXPECT_TRUE(reader.IsLate(Parsed(Reply(5))));
     EXPECT_FALSE(reader.IsLate(Parsed(Reply(5))));
     EXPECT_TRUE(reader.IsLate(Parsed(Reply(3))));
+}
+
+// Other headers are looked up as they are written. Here that would hand a late reply to the wrong request.
+TEST(RtspReplyReader, LateReplyIsKnownByItsCSeqHoweverThatIsWritten)
+{
+    for (const char* name : {"CSeq", "cseq", "CSEQ", "Cseq"})
+    {
+        CRtspReplyReader reader;
+        reader.GiveUp(5);
+        EXPECT_TRUE(reader.IsLate(Parsed("RTSP/1.0 200 OK\r\n" + std::string(name) + ": 5\r\n\r\n"))) << name;
+    }
+}
+
+TEST(RtspReplyReader, TellsTheRestOfATakenReplyFromTheNext)
+{
+    CRtspReplyReader reader;
+    EXPECT_FALSE(reader.HasBegun());
+    ASSERT_TRUE(reader.Append(Reply(1, "0123456789").substr(0, 50)));
+    EXPECT_TRUE(reader.HasBegun());
+    EXPECT_FALSE(reader.IsAwaitingRest());
+    (void)reader.TakeReply();
+    EXPECT_TRUE(reader.IsAwaitingRest());
+    EXPECT_FALSE(reader.HasBegun());
+    ASSERT_TRUE(reader.Append(Reply(1, "0123456789").substr(50)));
+    EXPECT_FALSE(reader.IsAwaitingRest());
+    EXPECT_FALSE(reader.HasBegun());
+    ASSERT_TRUE(reader.Append("R"));
+    EXPECT_TRUE(reader.HasBegun());
+}
+
+TEST(RtspReplyReader, HoldsNoMoreThanItIsTold)
+{
+    CRtspReplyReader reader(100);
+    ASSERT_TRUE(reader.Append(std::string(60, 'x')));
+    EXPECT_FALSE(reader.Append(std::string(41, 'x')));
+    EXPECT_TRUE(reader.Append(std::string(40, 'x')));
 }
 
 TEST(RtspReplyReader, RemembersABoundedNumberOfRequests)

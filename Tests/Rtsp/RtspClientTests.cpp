@@ -44,7 +44,7 @@ TEST_F(RtspOpening, FailsWithoutAServerOrAPort)
 TEST_F(RtspOpening, FailedOneStoresNothing)
 {
     m_camera.Tunnel().SetGetAnswer("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
-    m_client = std::make_shared<CRtspClient>(kShortMs);
+    m_client = std::make_shared<CRtspClient>(RtspLimits{.replyMs = kShortMs});
     EXPECT_FALSE(m_client->OpenSession(kServer, m_camera.Port(), kPath, L"user", L"pass"));
     m_log.Clear();
     EXPECT_FALSE(m_client->GetOptions());
@@ -59,7 +59,7 @@ TEST_F(RtspOpening, FailedOneStoresNothing)
 TEST_F(RtspOpening, FailsWithoutATimer)
 {
     m_timers.createError = ERROR_NOT_ENOUGH_MEMORY;
-    m_client = std::make_shared<CRtspClient>(kShortMs);
+    m_client = std::make_shared<CRtspClient>(RtspLimits{.replyMs = kShortMs});
     EXPECT_FALSE(m_client->OpenSession(kServer, m_camera.Port(), kPath, L"user", L"pass"));
     EXPECT_THAT(ClientLines(),
                 ElementsAre(L"8 CRtspClient::CreatePingTimer, CreateThreadpoolTimer failed, dwLastError = 8",
@@ -273,7 +273,7 @@ TEST_F(RtspAuthorization, LostSecondTransmissionFailsTheRequest)
 
 TEST_F(RtspAuthorization, WithoutCredentialsTheRequestIsSentAgainAsItWas)
 {
-    Open(CRtspClient::kReplyLimitMs, L"", L"");
+    Open(RtspLimits().replyMs, L"", L"");
     m_camera.Enqueue(Reply(401, "WWW-Authenticate: Basic realm=\"cam\"\r\n"));
     EXPECT_TRUE(m_client->GetOptions());
     EXPECT_EQ("OPTIONS rtsp://127.0.0.1/media.amp RTSP/1.0\r\nCSeq: 2\r\n" + std::string(kAgent) + "\r\n",
@@ -282,7 +282,7 @@ TEST_F(RtspAuthorization, WithoutCredentialsTheRequestIsSentAgainAsItWas)
 
 TEST_F(RtspAuthorization, CredentialsAreUtf8)
 {
-    Open(CRtspClient::kReplyLimitMs, L"J\u00FCrgen", L"pass");
+    Open(RtspLimits().replyMs, L"J\u00FCrgen", L"pass");
     m_camera.Enqueue(Reply(401, "WWW-Authenticate: Digest realm=\"cam\", nonce=\"abc\"\r\n"));
     EXPECT_TRUE(m_client->GetOptions());
     EXPECT_THAT(m_camera.Requests().back(), HasSubstr("username=\"J\xC3\xBCrgen\""));

@@ -2,6 +2,7 @@
 // and the tunnel closed at any moment.
 
 #include "Tests/Rtsp/RtspFixture.h"
+#include "Tests/Support/CountedAllocations.h"
 
 namespace
 {
@@ -109,6 +110,8 @@ TEST_F(RtspExchange, MakesDoWithAShortBodyWhenTheCameraEndsTheReplies)
     });
     EXPECT_TRUE(m_client->LoadSessionDescription(true));
     EXPECT_EQ(1u, m_log.Count(L"read response (2), empty string, rtsp command: 'DESCRIBE'"));
+    EXPECT_TRUE(m_client->GetOptions()) << "through another tunnel";
+    EXPECT_EQ(2u, m_camera.Tunnel().TunnelCount());
 }
 
 TEST_F(RtspExchange, CountsTheRounds)
@@ -206,15 +209,149 @@ TEST_F(RtspExchange, LateReplyGluedToTheRightOneIsDropped)
 
 TEST_F(RtspExchange, LateReplyAloneDoesNotProlongTheLimit)
 {
-    Open(kShortMs);
+    constexpr DWORD kLimitMs = 2000;
+    Open(kLimitMs);
     m_camera.Enqueue(Bytes(""));
     EXPECT_FALSE(m_client->GetOptions());
-    m_camera.Enqueue(Bytes(RtspReply(kFirstRequest, 200)));
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{RtspReply(kFirstRequest, 200)};
+        reply.pieceBytes = reply.bytes.size() - 1;
+        reply.pause = 1500ms;
+        return reply;
+    });
     m_log.Clear();
     const DWORD startTick = ::GetTickCount();
     EXPECT_FALSE(m_client->GetOptions());
-    EXPECT_LT(::GetTickCount() - startTick, 10 * kShortMs);
-    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::GetOptions, failed to send request"));
+    EXPECT_LT(::GetTickCount() - startTick, kLimitMs + 1000) << "what was left of it, not the whole once more";
+    EXPECT_EQ(1u, m_log.Count(L"late response to CSeq 1 dropped"));
+    EXPECT_EQ(1u, m_log.Count(L"ReadResponse failed for rtsp command: 'OPTIONS'"));
+}
+
+TEST_F(RtspExchange, LateReplyIsKnownByItsCSeqInAnyCapitals)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes(""));
+    EXPECT_FALSE(m_client->GetOptions());
+    m_camera.Enqueue([](const std::string& request) {
+        return TunnelReply{"RTSP/1.0 454 Late\r\ncseq: 1\r\n\r\n" + RtspReply(request, 200)};
+    });
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_EQ(1u, m_log.Count(L"late response to CSeq 1 dropped, rtsp command: 'OPTIONS'"));
+}
+
+// One byte now and then would otherwise hold the caller, and everybody who waits behind it, for days.
+TEST_F(RtspExchange, ReplyThatTricklesIsTakenAsItStandsAfterAWhile)
+{
+    constexpr DWORD kWholeMs = 1000;
+    Open({.replyMs = 500, .wholeReplyMs = kWholeMs});
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{"RTSP/1.0 200 OK\r\nCSeq: 1\r\nContent-Length: 100000\r\n\r\n" + std::string(1000, 'x')};
+        reply.pieceBytes = reply.bytes.size() / 20;
+        reply.pause = 200ms;
+        return reply;
+    });
+    const DWORD startTick = ::GetTickCount();
+    EXPECT_TRUE(m_client->GetParameter()) << "by its status";
+    const DWORD elapsedMs = ::GetTickCount() - startTick;
+    EXPECT_GE(elapsedMs, kWholeMs);
+    EXPECT_LT(elapsedMs, kWholeMs + 1500);
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, response not complete after 1000 ms, rtsp command: "
+                              L"'GET_PARAMETER'"));
+    EXPECT_EQ(1u, m_camera.Tunnel().TunnelCount());
+}
+
+TEST_F(RtspExchange, SlowReplyWithinTheLimitIsCompleted)
+{
+    Open({.replyMs = 500, .wholeReplyMs = 10'000});
+    m_camera.Enqueue([](const std::string& request) {
+        TunnelReply reply{RtspReply(request, 200, "", kSdp)};
+        reply.pieceBytes = reply.bytes.size() / 8;
+        reply.pause = 150ms;
+        return reply;
+    });
+    EXPECT_TRUE(m_client->GetSessionDescription(true).IsValid());
+    EXPECT_EQ(0u, m_log.Count(L"response not complete"));
+}
+
+TEST_F(RtspExchange, RestOfAnOlderReplyAloneIsNoReply)
+{
+    for (const char* rest : {"56789", "567"})
+    {
+        Open(kShortMs);
+        m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n01234"));
+        EXPECT_TRUE(m_client->GetOptions());
+        m_log.Clear();
+        m_camera.Enqueue(Bytes(rest));
+        EXPECT_FALSE(m_client->GetOptions());
+        EXPECT_THAT(ClientLines(),
+                    ElementsAre(L"1 CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: 'OPTIONS'",
+                                L"1 CRtspClient::SendRtspRequest, failed to send rtsp command: 'OPTIONS'",
+                                L"1 CRtspClient::GetOptions, failed to send request"))
+            << rest;
+    }
+}
+
+TEST_F(RtspExchange, RestOfAnOlderReplyAndThenTheEndIsAnEmptyOne)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes("RTSP/1.0 200 OK\r\nContent-Length: 10\r\n\r\n01234"));
+    EXPECT_TRUE(m_client->GetOptions());
+    m_log.Clear();
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{"56789"};
+        reply.close = true;
+        return reply;
+    });
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_EQ(L"1 CRtspClient::DoSendRtspRequest, empty response for rtsp command: 'OPTIONS'", ClientLines().front());
+}
+
+// It keeps its POST, as if nothing had happened.
+TEST_F(RtspExchange, ReconnectsWhenOnlyTheGetWasClosed)
+{
+    for (const bool isReset : {false, true})
+    {
+        Open();
+        SetUpStream();
+        const std::size_t before = m_camera.Tunnel().TunnelCount();
+        m_camera.Tunnel().Close(TunnelSide::Get, isReset);
+        ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Get));
+        EXPECT_FALSE(m_client->GetOptions()) << "whose reply cannot come any more";
+        EXPECT_TRUE(m_client->GetOptions());
+        EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect"));
+        EXPECT_EQ(before + 1, m_camera.Tunnel().TunnelCount());
+        EXPECT_THAT(m_camera.Requests().back(), HasSubstr("\r\nSession: 12345678\r\n"));
+    }
+}
+
+TEST_F(RtspExchange, TimeOutKeepsTheTunnel)
+{
+    Open(kShortMs);
+    m_camera.Enqueue(Bytes(""));
+    EXPECT_FALSE(m_client->GetOptions());
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_EQ(1u, m_camera.Tunnel().TunnelCount());
+}
+
+// At any point between the request and its reply: the next request must not get this one's.
+TEST_F(RtspExchange, ReplyToARequestThatRanOutOfMemoryIsNotTheNexts)
+{
+    Open(kShortMs);
+    bool hasFailed = true;
+    for (unsigned allowed = 0; hasFailed && allowed < 1000; ++allowed)
+    {
+        m_camera.Enqueue(Reply(454, "Session: late\r\n"));
+        const std::size_t before = m_camera.Requests().size();
+        {
+            const CountedAllocations::CFailAfter failure(allowed);
+            EXPECT_FALSE(m_client->GetOptions());
+            hasFailed = failure.HasFailed();
+        }
+        if (m_camera.Requests().size() == before)
+            m_camera.ForgetAnswers();
+        EXPECT_TRUE(m_client->GetOptions()) << allowed;
+    }
+    EXPECT_FALSE(hasFailed);
 }
 
 // Some cameras count in a way of their own.
@@ -323,8 +460,6 @@ TEST_P(RtspLoss, IsSurvived)
     (void)m_client->SetupTransport(kTrackUrl, transport);
     (void)m_client->StartPlay(L"");
     (void)m_client->StopPlay(L"");
-    // A closed GET alone is not noticed before the POST goes, too.
-    m_camera.Tunnel().Close(TunnelSide::Both, true);
     EXPECT_TRUE(ComesBack(*m_client));
     EXPECT_LT(::GetTickCount() - startTick, 15'000u);
 }

@@ -33,6 +33,11 @@ public:
         const std::lock_guard lock(m_mutex);
         m_lastAnswer = std::move(answer);
     }
+    void ForgetAnswers()
+    {
+        const std::lock_guard lock(m_mutex);
+        m_answers.clear();
+    }
     WORD Port() const noexcept
     {
         return m_camera.Port();
@@ -114,10 +119,14 @@ protected:
     }
 
     /// With a session that `user` opened; the log and the timers of the opening are forgotten.
-    void Open(DWORD replyLimitMs = CRtspClient::kReplyLimitMs, const wchar_t* user = L"user",
+    void Open(DWORD replyLimitMs = RtspLimits().replyMs, const wchar_t* user = L"user",
               const wchar_t* password = L"pass")
     {
-        m_client = std::make_shared<CRtspClient>(replyLimitMs);
+        Open(RtspLimits{.replyMs = replyLimitMs}, user, password);
+    }
+    void Open(const RtspLimits& limits, const wchar_t* user = L"user", const wchar_t* password = L"pass")
+    {
+        m_client = std::make_shared<CRtspClient>(limits);
         ASSERT_TRUE(m_client->OpenSession(kServer, m_camera.Port(), kPath, user, password));
         m_log.Clear();
     }

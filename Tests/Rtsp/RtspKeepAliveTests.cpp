@@ -333,7 +333,7 @@ TEST_F(RtspDestruction, ClosingUnderABeatWithoutAReplyIsBounded)
     const DWORD startTick = ::GetTickCount();
     m_client->CloseSession();
     m_client.reset();
-    EXPECT_LT(::GetTickCount() - startTick, CRtspClient::kTurnWaitMs + 5000);
+    EXPECT_LT(::GetTickCount() - startTick, RtspLimits().turnWaitMs + 5000);
     beat.join();
 }
 
@@ -343,8 +343,8 @@ TEST_F(RtspDestruction, BeatThatOutlivesTheWaitClosesTheTunnel)
     std::thread beat = BeatInsideItsExchange();
     const DWORD startTick = ::GetTickCount();
     m_client->CloseSession();
-    EXPECT_GE(::GetTickCount() - startTick, CRtspClient::kTurnWaitMs - 100);
-    EXPECT_LT(::GetTickCount() - startTick, CRtspClient::kTurnWaitMs + 2000);
+    EXPECT_GE(::GetTickCount() - startTick, RtspLimits().turnWaitMs - 100);
+    EXPECT_LT(::GetTickCount() - startTick, RtspLimits().turnWaitMs + 2000);
     m_client.reset();
     m_camera.Tunnel().ReleaseHeld();
     beat.join();

@@ -165,7 +165,7 @@ TEST_F(RtspSetup, HeaderNamesOfTheReplyAreCaseSensitive)
 class RtspPlay : public RtspClientTest
 {
 protected:
-    void Prepare(DWORD replyLimitMs = CRtspClient::kReplyLimitMs)
+    void Prepare(DWORD replyLimitMs = RtspLimits().replyMs)
     {
         m_value.SetText(L"left over");
         Open(replyLimitMs);

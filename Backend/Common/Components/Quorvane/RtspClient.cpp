@@ -26,7 +26,7 @@ void SaveSequenceNumbers(const std::string& list)
 }
 } // namespace
 
-CRtspClient::CRtspClient(DWORD replyLimitMs) noexcept : m_exchange(replyLimitMs) {}
+CRtspClient::CRtspClient(const RtspLimits& limits) noexcept : m_exchange(limits), m_turnWaitMs(limits.turnWaitMs) {}
 
 CRtspClient::~CRtspClient()
 {
@@ -38,7 +38,7 @@ bool CRtspClient::OpenSession(const wchar_t* server, WORD port, const wchar_t* p
 try
 {
     CloseSession();
-    const CTurn turn(m_exchange, kTurnWaitMs);
+    const CTurn turn(m_exchange, m_turnWaitMs);
     if (!m_exchange.Open(turn, OrEmpty(server), port, OrEmpty(path), OrEmpty(user), OrEmpty(password)))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::OpenSession, failed connecting to: '%s' '%d' '%s'",
                           OrEmpty(server), port, OrEmpty(path));
@@ -60,7 +60,7 @@ void CRtspClient::CloseSession() noexcept
     ClosePingTimer();
     m_exchange.RequestClose();
     {
-        const CTurn turn(m_exchange, kTurnWaitMs); // closes it
+        const CTurn turn(m_exchange, m_turnWaitMs); // closes it
     }
     m_state = RtspClientState::Init;
     m_description.Clear();
@@ -83,7 +83,7 @@ catch (const std::bad_alloc&)
 bool CRtspClient::GetOptions() noexcept
 try
 {
-    return SendOptions(CTurn(m_exchange, kTurnWaitMs));
+    return SendOptions(CTurn(m_exchange, m_turnWaitMs));
 }
 catch (const std::bad_alloc&)
 {
@@ -105,7 +105,7 @@ bool CRtspClient::GetParameter() noexcept
 try
 {
     RtspResponse response;
-    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"GET_PARAMETER", L"", {}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, m_turnWaitMs), L"GET_PARAMETER", L"", {}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetParameter, failed to send request");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::GetParameter, failed, status code: %d",
@@ -123,7 +123,8 @@ try
     if (!force && m_description.IsValid())
         return true;
     RtspResponse response;
-    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"DESCRIBE", L"", {{L"Accept", L"application/sdp"}}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, m_turnWaitMs), L"DESCRIBE", L"", {{L"Accept", L"application/sdp"}},
+                         response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::LoadSessionDescription, failed to to send request");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::LoadSessionDescription, failed, status code: %d",
@@ -152,7 +153,7 @@ try
         return false;
     const std::wstring requested = RtspHeaders::FormatTransportHeader(transport);
     Log(LogLevel::Debug, L"CRtspClient::SetupTransport, url: '%s', transport: '%s'", url, requested);
-    const CTurn turn(m_exchange, kTurnWaitMs);
+    const CTurn turn(m_exchange, m_turnWaitMs);
     RtspResponse response;
     if (!m_exchange.Send(turn, L"SETUP", url, {{L"Transport", requested}}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::SetupTransport, failed to to send command");
@@ -197,7 +198,7 @@ try
     if (m_state == RtspClientState::Init)
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, can't PLAY in Init state");
     RtspResponse response;
-    if (!m_exchange.Send(CTurn(m_exchange, kTurnWaitMs), L"PLAY", url, {{L"Range", L"npt=0.000-"}}, response))
+    if (!m_exchange.Send(CTurn(m_exchange, m_turnWaitMs), L"PLAY", url, {{L"Range", L"npt=0.000-"}}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, failed to to send command");
     if (!response.IsSuccess())
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, failed, status code: %d",
@@ -224,7 +225,7 @@ try
 {
     if (m_state == RtspClientState::Init)
         return true;
-    const CTurn turn(m_exchange, kTurnWaitMs);
+    const CTurn turn(m_exchange, m_turnWaitMs);
     RtspResponse response;
     if (!m_exchange.Send(turn, L"TEARDOWN", url, {}, response))
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StopPlay, failed to to send command");

@@ -23,15 +23,15 @@ enum class RtspClientState
 /// alive from a thread of the system's pool.
 /// Always owned by a std::shared_ptr: a running keep-alive holds one more, so that the client outlives it. Callers take
 /// turns among themselves; between them and the keep-alive stands the exchange gate: a beat that finds an exchange
-/// under way is skipped, a caller waits for a beat up to kTurnWaitMs. Nothing throws. Failures are logged, then
-/// returned as false. How long a call may block, for each of at most two transmissions (the second answers a 401): up
-/// to kReplyLimitMs for the first bytes of the reply (twice that when late replies come first), and again for each
-/// further piece of it, as long as pieces come; before that for what CRtspConnection::ConnectToServer takes, when the
-/// tunnel was closed. Closing waits up to kTurnWaitMs for a beat, then for what closing the tunnel takes.
+/// under way is skipped, a caller waits for a beat within a limit. Nothing throws. Failures are logged, then returned
+/// as false. How long a call may block (see RtspLimits), for each of at most two transmissions (the second answers a
+/// 401): replyMs for the first bytes of the reply, late replies included, and again for each further piece of it, but
+/// not longer than wholeReplyMs for all of them; before that for what CRtspConnection::ConnectToServer takes, when the
+/// tunnel was closed. Closing waits up to turnWaitMs for a beat, then for what closing the tunnel takes.
 class CRtspClient : public std::enable_shared_from_this<CRtspClient>
 {
 public:
-    explicit CRtspClient(DWORD replyLimitMs = kReplyLimitMs) noexcept;
+    explicit CRtspClient(const RtspLimits& limits = {}) noexcept;
     virtual ~CRtspClient();
     CRtspClient(const CRtspClient&) = delete;
     CRtspClient& operator=(const CRtspClient&) = delete;
@@ -61,9 +61,6 @@ public:
     /// TEARDOWN; true without one when nothing was set up.
     [[nodiscard]] bool StopPlay(const wchar_t* url) noexcept;
 
-    static constexpr DWORD kReplyLimitMs = CRtspConnection::kTimeLimitMs;
-    static constexpr DWORD kTurnWaitMs = 5000;
-
     /// Test seam: runs in a beat that has found its client and not yet entered the gate.
     using BeatHook = void (*)() noexcept;
     static std::atomic<BeatHook> s_beatHook;
@@ -82,6 +79,7 @@ private:
     void ClosePingTimer() noexcept;
 
     CRtspExchange m_exchange; ///< with callers and beats
+    const DWORD m_turnWaitMs;
     // The callers' alone.
     RtspClientState m_state = RtspClientState::Init;
     CSessionDescription m_description;

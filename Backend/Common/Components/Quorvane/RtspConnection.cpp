@@ -78,9 +78,11 @@ catch (const std::bad_alloc&)
     return LogFailure(false, LogLevel::Error, L"CRtspConnection::SendRequest, out of memory");
 }
 
-bool CRtspConnection::ReadResponse(std::string& data) noexcept
+bool CRtspConnection::ReadResponse(std::string& data, DWORD limitMs) noexcept
 {
-    return SUCCEEDED(m_get.Read(data, m_timeLimitMs));
+    const HRESULT hr = m_get.Read(data, limitMs);
+    m_haveRepliesEnded = SUCCEEDED(hr) ? data.empty() : hr != kRequestTimeout && hr != E_OUTOFMEMORY;
+    return SUCCEEDED(hr);
 }
 
 bool CRtspConnection::IsConnected() noexcept

@@ -35,8 +35,18 @@ public:
     [[nodiscard]] bool SendRequest(std::string_view text) noexcept;
 
     /// Waits for data on the GET and returns what is there: perhaps a part of a reply, perhaps more than one, nothing
-    /// once the camera has closed it. False, with `data` empty, on a time-out or a failure.
-    [[nodiscard]] bool ReadResponse(std::string& data) noexcept;
+    /// once the camera has closed it. False, with `data` empty, on a time-out or a failure. Waits for `limitMs`, or for
+    /// the time limit.
+    [[nodiscard]] bool ReadResponse(std::string& data, DWORD limitMs) noexcept;
+    [[nodiscard]] bool ReadResponse(std::string& data) noexcept
+    {
+        return ReadResponse(data, m_timeLimitMs);
+    }
+    /// The last ReadResponse has shown that this tunnel brings no replies any more; a time-out does not show that.
+    [[nodiscard]] bool HaveRepliesEnded() const noexcept
+    {
+        return m_haveRepliesEnded;
+    }
 
     /// Both streams are open.
     [[nodiscard]] bool IsConnected() noexcept;
@@ -55,4 +65,5 @@ private:
     CAsyncHttpRequestStreamPost m_post;
     std::wstring m_sessionCookie;
     DWORD m_timeLimitMs;
+    bool m_haveRepliesEnded = false;
 };

@@ -3,7 +3,9 @@
 #include "Protocol/Log.h"
 #include "TextEncoding/Encoding.h"
 
-#include <limits>
+#include <algorithm>
+#include <new>
+#include <optional>
 
 namespace
 {
@@ -11,6 +13,30 @@ constexpr wchar_t kUserAgent[] = L"ORBELL RTSP Client (ORBELL Capture Filter)";
 constexpr std::int32_t kUnauthorized = 401;
 constexpr std::int32_t kNotFound = 404;
 constexpr DWORD kPieceIntervalMs = 50;
+
+/// Gives the reply to a request up, however its exchange ends, unless that reply was taken.
+class CAwaitedReply
+{
+public:
+    CAwaitedReply(CRtspReplyReader& replies, std::int32_t cseq) noexcept : m_replies(replies), m_cseq(cseq) {}
+    ~CAwaitedReply()
+    {
+        if (!m_isTaken)
+            m_replies.GiveUp(m_cseq);
+    }
+    CAwaitedReply(const CAwaitedReply&) = delete;
+    CAwaitedReply& operator=(const CAwaitedReply&) = delete;
+
+    void SetTaken() noexcept
+    {
+        m_isTaken = true;
+    }
+
+private:
+    CRtspReplyReader& m_replies;
+    const std::int32_t m_cseq;
+    bool m_isTaken = false;
+};
 } // namespace
 
 CRtspExchange::CTurn::CTurn(CRtspExchange& exchange, DWORD waitMs) noexcept
@@ -33,7 +59,10 @@ CRtspExchange::CTurn::~CTurn()
     }
 }
 
-CRtspExchange::CRtspExchange(DWORD replyLimitMs) noexcept : m_replyLimitMs(replyLimitMs), m_connection(replyLimitMs) {}
+CRtspExchange::CRtspExchange(const RtspLimits& limits) noexcept
+    : m_limits(limits), m_connection(limits.replyMs), m_replies(limits.heldBytes)
+{
+}
 
 bool CRtspExchange::Open(const CTurn& turn, const wchar_t* server, WORD port, const wchar_t* path, const wchar_t* user,
                          const wchar_t* password)
@@ -130,7 +159,7 @@ bool CRtspExchange::SendRtspRequest(RtspRequest& request, RtspResponse& response
 bool CRtspExchange::DoSendRtspRequest(RtspRequest& request, RtspResponse& response)
 {
     request.cseq = m_cseq;
-    m_cseq = m_cseq < std::numeric_limits<std::int32_t>::max() ? m_cseq + 1 : 1;
+    m_cseq = NextCSeq(m_cseq);
     if (!m_connection.IsConnected())
     {
         Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect");
@@ -138,12 +167,14 @@ bool CRtspExchange::DoSendRtspRequest(RtspRequest& request, RtspResponse& respon
         if (m_isClosing || !m_connection.ConnectToServer(m_server.c_str(), m_port, m_path, m_user, m_password))
             return LogFailure(false, LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, re-connect to server failed");
     }
+    CAwaitedReply reply(m_replies, request.cseq);
     if (!m_connection.SendRequest(request.FormatRequest()))
         return LogFailure(false, LogLevel::Debug,
                           L"CRtspClient::DoSendRtspRequest, SendRequest failed for rtsp command: '%s'", request.method);
     std::string text;
     if (!ReadReply(request, text, response))
         return false;
+    reply.SetTaken();
     // The keep-alive stays out of the log.
     if (request.method != L"OPTIONS")
         Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, command: '%s', url: '%s', response: \n%s",
@@ -153,48 +184,52 @@ bool CRtspExchange::DoSendRtspRequest(RtspRequest& request, RtspResponse& respon
 
 bool CRtspExchange::ReadReply(const RtspRequest& request, std::string& text, RtspResponse& response)
 {
-    const DWORD startTick = ::GetTickCount();
-    do
+    const CTimeLimit limit(m_limits.replyMs); // late replies do not prolong it
+    std::optional<CTimeLimit> wholeLimit;
+    for (;;)
     {
-        if (!m_replies.IsComplete() && !ReadFirstPiece(request))
-        {
-            m_replies.GiveUp(request.cseq);
+        if (!m_replies.IsComplete() && !ReadFirstPiece(request, limit))
             return false;
-        }
-        ReadOtherPieces(request);
+        if (!wholeLimit)
+            wholeLimit.emplace(m_limits.wholeReplyMs);
+        ReadOtherPieces(request, *wholeLimit);
         text = m_replies.TakeReply();
         if (!response.ParseResponse(text))
-        {
-            m_replies.GiveUp(request.cseq);
             return LogFailure(false, LogLevel::Debug,
                               L"CRtspClient::DoSendRtspRequest, bad response string: '%s', rtsp command: '%s'", text,
                               request.method);
-        }
         if (!m_replies.IsLate(response))
             return true;
         Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, late response to CSeq %s dropped, rtsp command: '%s'",
-            response.Header("CSeq"), request.method);
-    } while (::GetTickCount() - startTick < m_replyLimitMs);
-    m_replies.GiveUp(request.cseq);
-    return LogFailure(false, LogLevel::Debug,
-                      L"CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: '%s'", request.method);
+            response.CSeq(), request.method);
+    }
 }
 
-bool CRtspExchange::ReadFirstPiece(const RtspRequest& request)
+/// Of this reply: the rest of one that was cut before may come first, and alone it is none.
+bool CRtspExchange::ReadFirstPiece(const RtspRequest& request, const CTimeLimit& limit)
 {
-    std::string data;
-    if (!m_connection.ReadResponse(data))
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: '%s'",
-                          request.method);
-    if (data.empty())
-        return LogFailure(false, LogLevel::Debug,
-                          L"CRtspClient::DoSendRtspRequest, empty response for rtsp command: '%s'", request.method);
-    return KeepPiece(data, request);
+    bool isRestOnly = false;
+    do
+    {
+        std::string data;
+        const bool isOver = isRestOnly && (limit.RemainingMs() == 0 || m_isClosing);
+        if (isOver || !ReadPiece(data, limit.RemainingMs()))
+            return LogFailure(false, LogLevel::Debug,
+                              L"CRtspClient::DoSendRtspRequest, ReadResponse failed for rtsp command: '%s'",
+                              request.method);
+        if (data.empty())
+            return LogFailure(false, LogLevel::Debug,
+                              L"CRtspClient::DoSendRtspRequest, empty response for rtsp command: '%s'", request.method);
+        const bool isRestDue = m_replies.IsAwaitingRest();
+        if (!KeepPiece(data, request))
+            return false;
+        isRestOnly = isRestDue && !m_replies.HasBegun();
+    } while (isRestOnly);
+    return true;
 }
 
 /// Until the reply is whole; what has come by the time that nothing more comes is the reply, too.
-void CRtspExchange::ReadOtherPieces(const RtspRequest& request)
+void CRtspExchange::ReadOtherPieces(const RtspRequest& request, const CTimeLimit& limit)
 {
     std::string data;
     for (int round = 2; !m_replies.IsComplete() && !m_isClosing; ++round)
@@ -204,25 +239,35 @@ void CRtspExchange::ReadOtherPieces(const RtspRequest& request)
             L"content length: %d",
             round, request.method, m_replies.BodyLength(), m_replies.ContentLength());
         ::Sleep(kPieceIntervalMs);
-        if (!m_connection.ReadResponse(data))
-        {
+        const bool isRead = ReadPiece(data, std::min(m_limits.replyMs, limit.RemainingMs()));
+        if (!isRead)
             Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, read response (%d) failed, rtsp command: '%s'",
                 round, request.method);
-            return;
-        }
-        if (data.empty())
-        {
+        else if (data.empty())
             Log(LogLevel::Debug,
                 L"CRtspClient::DoSendRtspRequest, read response (%d), empty string, rtsp command: '%s'", round,
                 request.method);
-            return;
-        }
-        if (!KeepPiece(data, request))
+        const bool isKept = isRead && !data.empty() && KeepPiece(data, request);
+        // One byte now and then would keep everybody waiting who wants this camera.
+        if (limit.RemainingMs() == 0 && !m_replies.IsComplete())
+            Log(LogLevel::Debug,
+                L"CRtspClient::DoSendRtspRequest, response not complete after %d ms, rtsp command: '%s'",
+                m_limits.wholeReplyMs, request.method);
+        if (!isKept || limit.RemainingMs() == 0)
             return;
     }
 }
 
+bool CRtspExchange::ReadPiece(std::string& data, DWORD limitMs) noexcept
+{
+    const bool isRead = m_connection.ReadResponse(data, limitMs);
+    if (m_connection.HaveRepliesEnded())
+        m_connection.Close();
+    return isRead;
+}
+
 bool CRtspExchange::KeepPiece(const std::string& data, const RtspRequest& request)
+try
 {
     if (m_replies.Append(data))
         return true;
@@ -230,5 +275,10 @@ bool CRtspExchange::KeepPiece(const std::string& data, const RtspRequest& reques
     m_connection.Close();
     return LogFailure(false, LogLevel::Debug,
                       L"CRtspClient::DoSendRtspRequest, response longer than %d bytes, rtsp command: '%s'",
-                      CRtspReplyReader::kMaximumHeldBytes, request.method);
+                      m_limits.heldBytes, request.method);
+}
+catch (const std::bad_alloc&)
+{
+    m_connection.Close(); // for the same reason
+    throw;
 }

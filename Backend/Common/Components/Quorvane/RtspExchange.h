@@ -5,6 +5,7 @@
 #include "Protocol/RtspReplyReader.h"
 #include "RtspConnection.h"
 #include "RtspExchangeGate.h"
+#include "Win32/TimeLimit.h"
 
 #include <windows.h>
 
@@ -15,13 +16,23 @@
 #include <string_view>
 #include <utility>
 
+/// How long and how much of a camera's reply is waited for.
+struct RtspLimits
+{
+    DWORD replyMs = CRtspConnection::kTimeLimitMs; ///< for the first bytes of a reply, and for each further piece
+    DWORD wholeReplyMs = 30'000;                   ///< from the first piece on; then it is taken as it stands
+    DWORD turnWaitMs = 5000;                       ///< for whoever has the turn: a beat that gets no reply, and a bit
+    std::size_t heldBytes = CRtspReplyReader::kMaximumHeldBytes;
+};
+
 /// Requests and replies through the tunnel to one camera, one exchange at a time: numbers the requests, answers a
 /// challenge once, puts replies together, and reopens a tunnel that was closed.
 /// Held by value by CRtspClient; owns tunnel, credentials and session id. Any thread may take a turn; everything that
 /// needs one asks for it as a parameter.
 /// Failures are logged under the client's name, then returned as false. Throws only std::bad_alloc.
-/// Hazard: whoever closes it does not wait for ever for the thread that has the turn. The close is therefore a request,
-/// carried out by the next thread that takes a turn, or by the one whose turn ends.
+/// A tunnel through which no replies come any more is closed, whatever becomes of its POST: the next request reopens
+/// it. Hazard: whoever closes it does not wait for ever for the thread that has the turn. The close is therefore a
+/// request, carried out by the next thread that takes a turn, or by the one whose turn ends.
 class CRtspExchange
 {
 public:
@@ -46,7 +57,7 @@ public:
         bool m_isInside;
     };
 
-    explicit CRtspExchange(DWORD replyLimitMs) noexcept;
+    explicit CRtspExchange(const RtspLimits& limits) noexcept;
     CRtspExchange(const CRtspExchange&) = delete;
     CRtspExchange& operator=(const CRtspExchange&) = delete;
 
@@ -79,11 +90,12 @@ private:
     [[nodiscard]] bool SendRtspRequest(RtspRequest& request, RtspResponse& response);
     [[nodiscard]] bool DoSendRtspRequest(RtspRequest& request, RtspResponse& response);
     [[nodiscard]] bool ReadReply(const RtspRequest& request, std::string& text, RtspResponse& response);
-    [[nodiscard]] bool ReadFirstPiece(const RtspRequest& request);
-    void ReadOtherPieces(const RtspRequest& request);
+    [[nodiscard]] bool ReadFirstPiece(const RtspRequest& request, const CTimeLimit& limit);
+    void ReadOtherPieces(const RtspRequest& request, const CTimeLimit& limit);
+    [[nodiscard]] bool ReadPiece(std::string& data, DWORD limitMs) noexcept;
     [[nodiscard]] bool KeepPiece(const std::string& data, const RtspRequest& request);
 
-    const DWORD m_replyLimitMs;
+    const RtspLimits m_limits;
     CRtspExchangeGate m_gate;
     std::atomic<bool> m_isClosing{false};
 

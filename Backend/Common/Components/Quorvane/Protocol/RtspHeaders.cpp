@@ -177,6 +177,7 @@ std::uint32_t RtspHeaders::KeepAlivePeriodMs(std::int32_t timeoutSeconds) noexce
     const double periodMs = timeoutSeconds * 0.8 * 1000;
     if (periodMs <= 0)
         return 0;
-    constexpr double kLongest = std::numeric_limits<std::uint32_t>::max();
+    // The thread pool takes the period as a signed number, and a negative one makes its timer fire without a pause.
+    constexpr double kLongest = std::numeric_limits<std::int32_t>::max();
     return static_cast<std::uint32_t>(std::min(periodMs, kLongest));
 }

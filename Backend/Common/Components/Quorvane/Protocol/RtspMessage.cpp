@@ -4,6 +4,7 @@
 #include "TextEncoding/Encoding.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace
 {
@@ -44,6 +45,11 @@ std::string RtspRequest::FormatRequest() const
     return CUTF8Encoding().EncodeString(text + L"\r\n");
 }
 
+std::int32_t NextCSeq(std::int32_t cseq) noexcept
+{
+    return cseq < std::numeric_limits<std::int32_t>::max() ? cseq + 1 : 1;
+}
+
 bool RtspResponse::ParseResponse(std::string_view text)
 {
     *this = RtspResponse();
@@ -71,5 +77,12 @@ bool RtspResponse::ParseResponse(std::string_view text)
 std::string_view RtspResponse::Header(std::string_view name) const noexcept
 {
     const auto header = headers.find(name);
+    return header != headers.end() ? std::string_view(header->second) : std::string_view();
+}
+
+std::string_view RtspResponse::CSeq() const noexcept
+{
+    const auto header =
+        std::ranges::find_if(headers, [](const auto& each) { return TextUtil::EqualsIgnoreCase(each.first, "CSeq"); });
     return header != headers.end() ? std::string_view(header->second) : std::string_view();
 }

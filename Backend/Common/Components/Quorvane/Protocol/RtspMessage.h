@@ -23,6 +23,9 @@ struct RtspRequest
     std::string FormatRequest() const;
 };
 
+/// The number of the request after that of number `cseq`: the largest is followed by 1.
+std::int32_t NextCSeq(std::int32_t cseq) noexcept;
+
 /// One RTSP/1.0 reply (RFC 2326, 7). All texts are 8-bit, as they came. Functions throw only std::bad_alloc.
 /// Header names are compared exactly, capitals included, unlike those of requests; the last of two headers of one name
 /// wins.
@@ -39,6 +42,8 @@ struct RtspResponse
 
     /// The value of a header, empty when there is none. Valid until the reply changes.
     std::string_view Header(std::string_view name) const noexcept;
+    /// The CSeq, however a camera writes that name: mistaking a late reply for the right one is worse than leniency.
+    std::string_view CSeq() const noexcept;
 
     bool IsSuccess() const noexcept
     {

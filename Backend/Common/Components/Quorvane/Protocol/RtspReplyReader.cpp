@@ -23,9 +23,9 @@ bool IsNumber(std::string_view text) noexcept
 
 bool CRtspReplyReader::Append(std::string_view data)
 {
-    if (m_buffer.size() + data.size() > kMaximumHeldBytes)
+    if (m_buffer.size() + data.size() > m_maximumHeldBytes)
         Compact();
-    if (m_buffer.size() + data.size() > kMaximumHeldBytes)
+    if (m_buffer.size() + data.size() > m_maximumHeldBytes)
         return false;
     const std::size_t pieceStart = m_undecided != 0 ? m_undecided : m_buffer.size();
     m_buffer += data;
@@ -66,25 +66,31 @@ std::string CRtspReplyReader::TakeReply()
     return text;
 }
 
-void CRtspReplyReader::GiveUp(std::int32_t cseq)
+void CRtspReplyReader::GiveUp(std::int32_t cseq) noexcept
 {
     m_isTaken = m_isTaken || (m_start < m_buffer.size() && !IsComplete());
-    if (m_givenUp.size() == kMaximumGivenUp)
-        m_givenUp.erase(m_givenUp.begin());
-    m_givenUp.push_back(cseq);
+    if (m_givenUpCount == kMaximumGivenUp)
+    {
+        std::shift_left(m_givenUp.begin(), m_givenUp.end(), 1);
+        --m_givenUpCount;
+    }
+    m_givenUp[m_givenUpCount++] = cseq;
 }
 
 bool CRtspReplyReader::IsLate(const RtspResponse& response) noexcept
 {
-    const std::string_view cseq = response.Header("CSeq");
-    return IsNumber(cseq) && std::erase(m_givenUp, TextUtil::ToNumber(cseq)) != 0;
+    const std::string_view cseq = response.CSeq();
+    const auto end = m_givenUp.begin() + static_cast<std::ptrdiff_t>(m_givenUpCount);
+    const auto kept = IsNumber(cseq) ? std::remove(m_givenUp.begin(), end, TextUtil::ToNumber(cseq)) : end;
+    m_givenUpCount = static_cast<std::size_t>(kept - m_givenUp.begin());
+    return kept != end;
 }
 
 void CRtspReplyReader::Clear() noexcept
 {
     m_buffer.clear();
     Discard(0);
-    m_givenUp.clear();
+    m_givenUpCount = 0;
 }
 
 /// The rest of a reply that was taken as it stood need not come: the camera may go on with another reply, which then
@@ -121,9 +127,10 @@ void CRtspReplyReader::FindHeaderBlock()
     m_scanned = m_buffer.size() - std::min(m_buffer.size() - m_start, kBlankLine.size() - 1);
     if (position == std::string::npos)
         return;
-    m_bodyStart = position + kBlankLine.size();
+    const std::size_t bodyStart = position + kBlankLine.size();
     RtspResponse header;
-    header.ParseResponse(std::string_view(m_buffer).substr(m_start, m_bodyStart - m_start));
+    header.ParseResponse(std::string_view(m_buffer).substr(m_start, bodyStart - m_start));
+    m_bodyStart = bodyStart;
     if (const std::string_view length = header.Header("Content-Length"); IsNumber(length))
         m_contentLength = static_cast<std::size_t>(TextUtil::ToNumber(length));
 }

@@ -2,19 +2,19 @@
 
 #include "Protocol/RtspMessage.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// Puts RTSP replies together from the pieces that a tunnel delivers, however they are cut: a reply is its header
 /// block, up to the blank line, and the body that its Content-Length announces. Bytes behind that belong to the next
 /// reply. Without a Content-Length everything that has come behind the blank line is the body, unless it begins with
 /// "RTSP/1.0 ": then it is the next reply.
 /// Held by value by its client; one caller at a time. Functions throw only std::bad_alloc.
-/// Looks at each byte a fixed number of times, whatever the pieces, and holds at most kMaximumHeldBytes.
+/// Looks at each byte a fixed number of times, whatever the pieces, and holds a bounded number of them.
 ///
 /// Hazard that explains the shape: a request whose reply is not waited for any longer may still be answered, and the
 /// rest of a reply that was taken incomplete may still come. Both must not be taken for the reply to a later request.
@@ -25,12 +25,27 @@ public:
     /// More unanswered requests than this are not remembered: a camera that leaves so many does not answer them later.
     static constexpr std::size_t kMaximumGivenUp = 64;
 
+    explicit CRtspReplyReader(std::size_t maximumHeldBytes = kMaximumHeldBytes) noexcept
+        : m_maximumHeldBytes(maximumHeldBytes)
+    {
+    }
+
     /// Takes what one read brought. False when that is more than can be held: nothing of it is kept then, and what
-    /// comes later on this tunnel is no reply any more.
+    /// comes later on this tunnel is no reply any more; the same after an exception.
     [[nodiscard]] bool Append(std::string_view data);
 
     /// The next reply is there as a whole.
     bool IsComplete() const noexcept;
+    /// What comes next is the rest of a reply that was taken as it stood, or given up.
+    bool IsAwaitingRest() const noexcept
+    {
+        return m_isTaken;
+    }
+    /// Something of the next reply is there.
+    bool HasBegun() const noexcept
+    {
+        return !m_isTaken && m_start < m_buffer.size();
+    }
     /// Of the body of the next reply, how much has come, and how much was announced (0: nothing was, or not yet).
     std::size_t BodyLength() const noexcept;
     std::size_t ContentLength() const noexcept;
@@ -40,7 +55,7 @@ public:
 
     /// The reply to this request is not waited for any longer. What has come of a reply so far is not the beginning of
     /// a later one.
-    void GiveUp(std::int32_t cseq);
+    void GiveUp(std::int32_t cseq) noexcept;
     /// True when `response` answers a request that was given up; it is remembered no longer then.
     [[nodiscard]] bool IsLate(const RtspResponse& response) noexcept;
 
@@ -56,6 +71,7 @@ private:
     void Discard(std::size_t end) noexcept;
     void Compact() noexcept;
 
+    std::size_t m_maximumHeldBytes;
     std::string m_buffer;
     std::size_t m_start = 0;     ///< of the next reply
     std::size_t m_scanned = 0;   ///< no blank line begins before this position
@@ -63,5 +79,6 @@ private:
     std::optional<std::size_t> m_contentLength;
     bool m_isTaken = false;      ///< the reply at m_start was taken as it stood; its rest is dropped when it comes
     std::size_t m_undecided = 0; ///< where a piece begins that may turn out to be a new reply; 0 for none
-    std::vector<std::int32_t> m_givenUp;
+    std::array<std::int32_t, kMaximumGivenUp> m_givenUp = {}; ///< from the oldest on; giving up allocates nothing
+    std::size_t m_givenUpCount = 0;
 };
