@@ -19,6 +19,7 @@ QUORVANE_IMPORT_SLOT(g_internetSetOptionSlot, InternetSetOptionW, 16);
 QUORVANE_IMPORT_SLOT(g_internetQueryDataAvailableSlot, InternetQueryDataAvailable, 16);
 QUORVANE_IMPORT_SLOT(g_internetReadFileExFailureSlot, InternetReadFileExW, 16);
 QUORVANE_IMPORT_SLOT(g_internetWriteFileFailureSlot, InternetWriteFile, 16);
+QUORVANE_IMPORT_SLOT(g_waitForSingleObjectSlot, WaitForSingleObject, 8);
 
 namespace
 {
@@ -181,6 +182,28 @@ BOOL WINAPI NoteReceiveLimit(HINTERNET, DWORD option, LPVOID buffer, DWORD lengt
 {
     if (option == INTERNET_OPTION_RECEIVE_TIMEOUT && lengthBytes == 4)
         s_receiveLimitMs = *static_cast<DWORD*>(buffer);
+    return TRUE;
+}
+
+/// Fails the wait with this limit; others, the test program's own among them, are none of its business.
+constexpr DWORD kFailingWaitMs = 4321;
+DWORD WINAPI FailTheWait(HANDLE handle, DWORD limitMs)
+{
+    if (limitMs != kFailingWaitMs)
+        return ::WaitForSingleObjectEx(handle, limitMs, FALSE);
+    ::SetLastError(1009);
+    return WAIT_FAILED;
+}
+
+/// As if more had arrived than a 32-bit process can hold, and all of it could be read.
+BOOL WINAPI AnnounceTooMuch(HINTERNET, LPDWORD availableBytes, DWORD, DWORD_PTR)
+{
+    *availableBytes = 0xFFFFFFF0u;
+    return TRUE;
+}
+BOOL WINAPI ReadAsMuchAsFits(HINTERNET, LPINTERNET_BUFFERSW buffers, DWORD, DWORD_PTR)
+{
+    std::fill_n(static_cast<char*>(buffers->lpvBuffer), buffers->dwBufferLength, 'x');
     return TRUE;
 }
 
@@ -356,6 +379,59 @@ TEST_F(HttpRequestStream, WaitForResponseWithoutARequestFails)
     EXPECT_EQ("", content);
 }
 
+TEST_F(HttpRequestStream, AnnouncedContentThatFailsIsLoggedUnderTheNameOfItsWait)
+{
+    m_camera.SetGetAnswer("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
+    ASSERT_EQ(S_OK, Open(m_get, 0));
+    DWORD statusCode = 0;
+    std::wstring headers;
+    std::string content;
+    EXPECT_EQ(S_OK, m_get.WaitForResponse(statusCode, headers, content, 500));
+    EXPECT_EQ(200u, statusCode);
+    EXPECT_EQ(1u, CountLines(LogLevel::Debug, L"CAsyncHttpRequestStream::WaitForResponse, ReadContentText failed, hr = "
+                                              L"0x800c05b4"));
+    {
+        const CImportPatch patch(&g_internetQueryDataAvailableSlot, &RefuseQuery);
+        EXPECT_EQ(S_OK, Open(m_get));
+    }
+    EXPECT_EQ(1u, CountLines(LogLevel::Debug, L"CAsyncHttpRequestStream::WaitForResponse, ReadContentText failed, hr = "
+                                              L"0x80004005"));
+    EXPECT_EQ(0u, m_log.Count(L"CAsyncHttpRequestStream::Read, ")) << "nobody has called it";
+}
+
+TEST_F(HttpRequestStream, WaitThatTheSystemRefusesIsLoggedAndReturned)
+{
+    OpenGet();
+    const CImportPatch patch(&g_waitForSingleObjectSlot, &FailTheWait);
+    DWORD statusCode = 4711;
+    std::wstring headers = L"left over";
+    std::string content = "left over";
+    EXPECT_EQ(E_FAIL, m_get.WaitForResponse(statusCode, headers, content, kFailingWaitMs));
+    EXPECT_EQ(0u, statusCode);
+    EXPECT_EQ(L"", headers);
+    EXPECT_EQ("", content);
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequestStream::WaitForResponse failed to "
+                                              L"WaitForSingleObject, dwLastError = 1009"));
+    EXPECT_EQ(E_FAIL, m_get.Read(content, kFailingWaitMs));
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequestStream::Read, failed to WaitForSingleObject, "
+                                              L"dwLastError = 1009"));
+}
+
+TEST_F(HttpRequestStream, ResponseOfARequestThatWasClosedIsUnexpected)
+{
+    ASSERT_EQ(S_OK, m_get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
+    const CImportPatch patch(&g_httpSendRequestSlot, &SendAtOnce);
+    ASSERT_EQ(S_OK, m_get.OpenStream(kPath, kCookie, L"GET", 0));
+    m_get.CloseStream(); // the completion stays signalled
+    DWORD statusCode = 4711;
+    std::wstring headers;
+    std::string content;
+    EXPECT_EQ(E_FAIL, m_get.WaitForResponse(statusCode, headers, content, kShortMs));
+    EXPECT_EQ(0u, statusCode);
+    EXPECT_EQ(1u,
+              CountLines(LogLevel::Error, L"CAsyncHttpRequestStream:WaitForResponse, NULL file handle, unexpected."));
+}
+
 TEST_F(HttpRequestStream, OpeningDoesNotWaitForAnnouncedContentAndReadDeliversIt)
 {
     m_camera.SetGetAnswer("HTTP/1.1 200 OK\r\nContent-Length: 32767\r\n\r\n");
@@ -388,6 +464,22 @@ TEST_F(HttpRequestStream, DataLargerThanTheBufferArrivesWhole)
         m_camera.Send(data);
         EXPECT_TRUE(ReadAll(lengthBytes) == data);
     }
+}
+
+TEST_F(HttpRequestStream, OneReadTakesABoundedAmountWhateverIsSaidToBeThere)
+{
+    OpenGet();
+    const CImportPatch query(&g_internetQueryDataAvailableSlot, &AnnounceTooMuch);
+    const CImportPatch read(&g_internetReadFileExFailureSlot, &ReadAsMuchAsFits);
+    std::string data;
+    EXPECT_EQ(S_OK, m_get.Read(data, kAmpleMs));
+    EXPECT_EQ(1024u * 1024u, data.size());
+    m_camera.SetGetAnswer("HTTP/1.1 200 OK\r\nContent-Length: 4294967280\r\n\r\n");
+    ASSERT_EQ(S_OK, Open(m_get, 0));
+    DWORD statusCode = 0;
+    std::wstring headers;
+    EXPECT_EQ(S_OK, m_get.WaitForResponse(statusCode, headers, data, kAmpleMs));
+    EXPECT_EQ(1024u * 1024u, data.size());
 }
 
 TEST_F(HttpRequestStream, ChunkedResponseIsReadWithoutItsChunkLines)

@@ -3,6 +3,7 @@
 #include "HttpRequestStream.h"
 #include "RtspConnection.h"
 #include "Tests/Support/CapturingLogSink.h"
+#include "Tests/Support/Gate.h"
 #include "Tests/Support/TunnelCamera.h"
 #include "Tests/Support/WinInetSpy.h"
 
@@ -11,11 +12,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -28,28 +27,6 @@ namespace
 {
 constexpr std::chrono::seconds kAmple{5};
 constexpr wchar_t kPath[] = L"/axis-media/media.amp";
-
-/// Opened by one thread, waited for by others; never for ever.
-class CGate
-{
-public:
-    void Open()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_open = true;
-        m_opened.notify_all();
-    }
-    bool Wait(std::chrono::milliseconds limit = kAmple)
-    {
-        std::unique_lock lock(m_mutex);
-        return m_opened.wait_for(lock, limit, [this] { return m_open; });
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_opened;
-    bool m_open = false;
-};
 
 /// Holds the thread that logs a certain message, which is inside a notification then.
 class CHoldingSink final : public ILogSink
@@ -274,6 +251,26 @@ TEST_F(StreamClosing, ReadThatIsGivenUpKeepsItsBufferAndDeliversToTheNextRead)
     EXPECT_EQ("late!", data);
     EXPECT_EQ(S_OK, get.Read(data, 200));
     EXPECT_EQ("reply", data) << "the stream goes on as usual";
+}
+
+TEST_F(StreamClosing, LateReadDeliversNoMoreThanItsBufferHolds)
+{
+    CAsyncHttpRequestStream get;
+    ASSERT_EQ(S_OK, get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
+    ASSERT_EQ(S_OK, get.OpenStream(kPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
+    std::string data;
+    {
+        const CImportPatch patch(&g_internetReadFileExSlot, &ReadThatPends);
+        m_camera.Send("reply");
+        EXPECT_EQ(S_OK, get.Read(data, 50));
+    }
+    ASSERT_NE(nullptr, s_pendingRead.load());
+    s_pendingRead.load()->dwBufferLength = CRequestBlock::kReadBufferBytes + 100;
+    INTERNET_ASYNC_RESULT result = {TRUE, 0};
+    CRequestBlock::StatusCallback(nullptr, m_spy.Requests().back().context, INTERNET_STATUS_REQUEST_COMPLETE, &result,
+                                  sizeof(result));
+    EXPECT_EQ(S_OK, get.Read(data, 200));
+    EXPECT_EQ(CRequestBlock::kReadBufferBytes, data.size());
 }
 
 TEST_F(StreamClosing, ReadThatIsPendingIsWaitedFor)

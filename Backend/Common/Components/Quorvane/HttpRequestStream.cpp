@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
+#include <exception>
 
 namespace
 {
@@ -16,6 +16,12 @@ bool QueryNumber(HINTERNET request, DWORD infoLevel, DWORD& number) noexcept
 {
     DWORD sizeBytes = sizeof(number);
     return ::HttpQueryInfoW(request, infoLevel | HTTP_QUERY_FLAG_NUMBER, &number, &sizeBytes, nullptr) != FALSE;
+}
+/// WinInet waits for this request's response until its connection ends.
+bool LiftReceiveLimit(HINTERNET request) noexcept
+{
+    DWORD noLimit = 0;
+    return ::InternetSetOptionW(request, INTERNET_OPTION_RECEIVE_TIMEOUT, &noLimit, sizeof(noLimit)) != FALSE;
 }
 } // namespace
 
@@ -56,7 +62,7 @@ try
         url, method, &m_stream.Block());
     return S_OK;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     CloseStream();
     return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::OpenStream, out of memory");
@@ -75,11 +81,16 @@ HRESULT CAsyncHttpRequestStream::Send(const std::wstring& url, const std::wstrin
     LimitWinInetsWaits(m_stream.get(), timeoutMs != 0 ? timeoutMs : kSendLimitMs, kReceiveLimitMs);
     ResetCompleted();
     if (timeoutMs == 0)
+    {
+        // Before the send too: a wait that WinInet has begun keeps the limit that it began with.
+        (void)LiftReceiveLimit(m_stream.get());
         block.result = kAwaitsRequestSent;
+    }
     if (::HttpSendRequestW(m_stream.get(), headers.empty() ? nullptr : headers.c_str(),
                            static_cast<DWORD>(headers.size()), nullptr, 0))
     {
         Log(LogLevel::Debug, L"CAsyncHttpRequestStream::OpenStream, completed synchronously, url = '%s'", url);
+        block.NoteRequestSent();
         SignalCompleted();
     }
     else if (const DWORD lastError = ::GetLastError(); lastError != ERROR_IO_PENDING)
@@ -110,7 +121,7 @@ try
 {
     return ReceiveResponse(statusCode, headers, content, timeoutMs, true);
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     headers.clear();
     content.clear();
@@ -131,14 +142,30 @@ HRESULT CAsyncHttpRequestStream::ReceiveResponse(DWORD& statusCode, std::wstring
     hr = ReadHeaders(statusCode, headers, lengthBytes);
     if (FAILED(hr) || statusCode == HTTP_STATUS_NO_CONTENT || lengthBytes == 0)
         return hr;
-    // Only what is there is read: a read that had to wait would take the bytes that the next Read is to return.
-    DWORD availableBytes = 0;
-    hr = QueryDataAvailable(availableBytes);
-    if (hr == S_FALSE && waitForContent)
-        hr = WaitForQuery(availableBytes, limit.RemainingMs());
+    hr = ReadAnnounced(content, lengthBytes, limit.RemainingMs(), waitForContent);
     if (FAILED(hr))
         Log(LogLevel::Debug, L"CAsyncHttpRequestStream::WaitForResponse, ReadContentText failed, hr = 0x%x", hr);
-    else if (availableBytes != 0)
+    return S_OK;
+}
+
+HRESULT CAsyncHttpRequestStream::ReadAnnounced(std::string& content, DWORD lengthBytes, DWORD timeoutMs,
+                                               bool waitForContent)
+{
+    // Only what is there is read: a read that had to wait would take the bytes that the next Read is to return.
+    const CTimeLimit limit(timeoutMs);
+    DWORD availableBytes = 0;
+    DWORD error = QueryDataAvailable(availableBytes);
+    if (error == ERROR_IO_PENDING)
+    {
+        if (!waitForContent)
+            return S_OK;
+        if (const DWORD waited = WaitForCompleted(timeoutMs); waited != WAIT_OBJECT_0)
+            return waited == WAIT_TIMEOUT ? kRequestTimeout : E_FAIL;
+        error = TakeQueryResult(availableBytes);
+    }
+    if (error != ERROR_SUCCESS)
+        return E_FAIL;
+    if (availableBytes != 0)
         ReadContentText(m_stream, content, std::min(lengthBytes, availableBytes), limit.RemainingMs());
     return S_OK;
 }
@@ -208,15 +235,23 @@ try
     {
         if (!WaitForPendingRead(timeoutMs))
             return kRequestTimeout;
-        data.assign(block.readBuffer, block.buffers.dwBufferLength);
+        data.assign(block.readBuffer, std::min(block.buffers.dwBufferLength, CRequestBlock::kReadBufferBytes));
         return S_OK;
     }
     DWORD availableBytes = 0;
-    HRESULT hr = QueryDataAvailable(availableBytes);
-    if (hr == S_FALSE)
-        hr = WaitForQuery(availableBytes, timeoutMs);
-    if (FAILED(hr))
-        return hr;
+    const DWORD error = QueryDataAvailable(availableBytes);
+    if (error == ERROR_IO_PENDING)
+    {
+        const HRESULT hr = WaitForQuery(availableBytes, timeoutMs);
+        if (FAILED(hr))
+            return hr;
+    }
+    else if (error != ERROR_SUCCESS)
+    {
+        return LogFailure(E_FAIL, LogLevel::Error,
+                          L"CAsyncHttpRequestStream::Read, failed to InternetQueryDataAvailable, dwLastError = %d",
+                          error);
+    }
     if (availableBytes == 0)
     {
         Log(LogLevel::Debug,
@@ -227,33 +262,38 @@ try
     Log(LogLevel::Trace, L"CAsyncHttpRequestStream::Read, %s", data);
     return S_OK;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     data.clear();
     return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::Read, out of memory");
 }
 
-HRESULT CAsyncHttpRequestStream::QueryDataAvailable(DWORD& availableBytes) noexcept
+DWORD CAsyncHttpRequestStream::QueryDataAvailable(DWORD& availableBytes) noexcept
 {
     CRequestBlock& block = m_stream.Block();
     availableBytes = 0;
     if (block.queryPending)
-        return S_FALSE;
+        return ERROR_IO_PENDING;
     ResetCompleted();
     const CHandleUse request(block);
     if (!request)
-        return E_UNEXPECTED;
+        return ERROR_INVALID_HANDLE;
     if (::InternetQueryDataAvailable(request.get(), &block.availableBytes, 0, 0))
     {
         availableBytes = block.availableBytes;
-        return S_OK;
+        return ERROR_SUCCESS;
     }
-    if (const DWORD lastError = ::GetLastError(); lastError != ERROR_IO_PENDING)
-        return LogFailure(E_FAIL, LogLevel::Error,
-                          L"CAsyncHttpRequestStream::Read, failed to InternetQueryDataAvailable, dwLastError = %d",
-                          lastError);
-    block.queryPending = true;
-    return S_FALSE;
+    const DWORD lastError = ::GetLastError();
+    block.queryPending = lastError == ERROR_IO_PENDING;
+    return lastError;
+}
+
+DWORD CAsyncHttpRequestStream::TakeQueryResult(DWORD& availableBytes) noexcept
+{
+    CRequestBlock& block = m_stream.Block();
+    block.queryPending = false;
+    availableBytes = block.result;
+    return block.error;
 }
 
 HRESULT CAsyncHttpRequestStream::WaitForQuery(DWORD& availableBytes, DWORD timeoutMs) noexcept
@@ -274,21 +314,20 @@ HRESULT CAsyncHttpRequestStream::WaitForQuery(DWORD& availableBytes, DWORD timeo
     }
     if (!IsStreamOpen())
         return E_UNEXPECTED;
-    block.queryPending = false;
-    if (block.error != 0)
+    if (const DWORD error = TakeQueryResult(availableBytes); error != ERROR_SUCCESS)
         return LogFailure(E_FAIL, LogLevel::Error,
                           L"CAsyncHttpRequestStream::Read, InternetQueryDataAvailable failed, error code = %d, "
                           L"context = 0x%x",
-                          block.error, &block);
-    availableBytes = block.result;
+                          error, &block);
     return S_OK;
 }
 
 DWORD CAsyncHttpRequestStream::ReadContentText(const COpenRequest& request, std::string& text, DWORD sizeBytes,
                                                DWORD timeoutMs)
 {
-    text.assign(sizeBytes, '\0');
-    const DWORD countBytes = ReadContent(request, text.data(), sizeBytes, timeoutMs);
+    const DWORD takenBytes = std::min(sizeBytes, kMaximumReadBytes);
+    text.assign(takenBytes, '\0');
+    const DWORD countBytes = ReadContent(request, text.data(), takenBytes, timeoutMs);
     text.resize(countBytes);
     return countBytes;
 }
@@ -347,6 +386,45 @@ bool CAsyncHttpRequestStream::WaitForPendingRead(DWORD timeoutMs) noexcept
     return true;
 }
 
+bool CAsyncHttpRequestStream::IsExchangeOver() const noexcept
+{
+    CRequestBlock& block = m_stream.Block();
+    if (const DWORD sent = block.SendResult(); sent != ERROR_SUCCESS && sent != ERROR_IO_PENDING)
+        return true;
+    if (!block.HasCompleted())
+        return false;
+    const CHandleUse request(block);
+    DWORD statusCode = 0;
+    if (!request || block.error != 0 || !QueryNumber(request.get(), HTTP_QUERY_STATUS_CODE, statusCode) ||
+        statusCode == 0)
+        return true;
+    // Answered. Whether the server reads on is its own affair, unless WinInet has parted with the connection: writing
+    // to it then ends in an access violation under Wine 8.
+    DWORD lengthBytes = 1;
+    return statusCode == HTTP_STATUS_NO_CONTENT ||
+           (QueryNumber(request.get(), HTTP_QUERY_CONTENT_LENGTH, lengthBytes) && lengthBytes == 0);
+}
+
+DWORD CAsyncHttpRequestStream::WaitUntilSent() noexcept
+{
+    const CRequestBlock& block = m_stream.Block();
+    const CTimeLimit limit(kSendLimitMs);
+    // The event may also stand for something else that happened to the request: what counts is what the block knows.
+    while (block.SendResult() == ERROR_IO_PENDING && IsStreamOpen())
+    {
+        switch (WaitForCompleted(limit.RemainingMs()))
+        {
+        case WAIT_OBJECT_0:
+            break;
+        case WAIT_TIMEOUT:
+            return block.SendResult() == ERROR_IO_PENDING ? ERROR_INTERNET_TIMEOUT : block.SendResult();
+        default:
+            return ::GetLastError();
+        }
+    }
+    return block.SendResult();
+}
+
 HRESULT CAsyncHttpRequestStream::Write(std::string_view data) noexcept
 try
 {
@@ -354,8 +432,16 @@ try
         return E_UNEXPECTED;
     CRequestBlock& block = m_stream.Block();
     block.written.assign(data);
-    DWORD lastError = ERROR_SUCCESS;
+    DWORD lastError = WaitUntilSent();
+    if (!IsStreamOpen())
+        return E_UNEXPECTED;
+    if (lastError == ERROR_SUCCESS)
     {
+        if (IsExchangeOver())
+        {
+            CloseStream();
+            return E_UNEXPECTED;
+        }
         const CHandleUse request(block);
         if (!request)
             return E_UNEXPECTED;
@@ -371,7 +457,7 @@ try
         CloseStream();
     return E_FAIL;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequestStream::Write, out of memory");
 }
@@ -382,9 +468,8 @@ HRESULT CAsyncHttpRequestStreamPost::OpenStream(const std::wstring& url, const s
     if (FAILED(hr))
         return hr;
     // Nobody ever answers this request: without this WinInet would give it up in the middle of the session.
-    DWORD noLimit = 0;
     const CHandleUse request(m_stream.Block());
-    if (request && !::InternetSetOptionW(request.get(), INTERNET_OPTION_RECEIVE_TIMEOUT, &noLimit, sizeof(noLimit)))
+    if (request && !LiftReceiveLimit(request.get()))
         Log(LogLevel::Debug,
             L"CAsyncHttpRequestStreamPost::OpenStream, InternetSetOption failed, ignored, dwLastError = %d",
             ::GetLastError());
@@ -414,7 +499,7 @@ bool CAsyncHttpRequestStreamPost::IsRequestSent() noexcept
         return false;
     const DWORD result = WaitForCompleted(kRequestSentWaitMs);
     if (result == WAIT_OBJECT_0)
-        return IsOpen();
+        return IsOpen() && m_stream.HasBlock() && m_stream.Block().SendResult() == ERROR_SUCCESS;
     Log(LogLevel::Debug, L"CAsyncHttpRequestStreamPost::IsRequestSent, wait result: %d", result);
     return false;
 }
@@ -423,16 +508,8 @@ bool CAsyncHttpRequestStreamPost::IsStreamOpen() noexcept
 {
     if (!CAsyncHttpRequestStream::IsStreamOpen())
         return false;
-    CRequestBlock& block = m_stream.Block();
-    if (!block.HasCompleted())
+    if (!IsExchangeOver())
         return true;
-    {
-        const CHandleUse request(block);
-        DWORD statusCode = 0;
-        if (request && block.error == 0 && QueryNumber(request.get(), HTTP_QUERY_STATUS_CODE, statusCode) &&
-            statusCode != 0)
-            return true; // answered; whether it reads on is the server's affair
-    }
     CloseStream();
     return false;
 }

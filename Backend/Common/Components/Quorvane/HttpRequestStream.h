@@ -33,11 +33,14 @@ public:
     [[nodiscard]] HRESULT WaitForResponse(DWORD& statusCode, std::wstring& headers, std::string& content,
                                           DWORD timeoutMs) noexcept;
 
-    /// Waits up to `timeoutMs` for data and returns what is there. S_OK with no data: the server has ended the
-    /// response. kRequestTimeout; E_UNEXPECTED when the stream is not open; E_FAIL for the rest.
+    /// Waits up to `timeoutMs` for data and returns what is there, at most kMaximumReadBytes at a time. S_OK with no
+    /// data: the server has ended the response. kRequestTimeout; E_UNEXPECTED when the stream is not open; E_FAIL for
+    /// the rest.
     [[nodiscard]] HRESULT Read(std::string& data, DWORD timeoutMs) noexcept;
 
-    /// Appends to the request's body. S_OK once WinInet has taken the bytes; E_UNEXPECTED when the stream is not open.
+    /// Appends to the request's body. S_OK once WinInet has taken the bytes; E_UNEXPECTED when the stream is not open;
+    /// E_FAIL for the rest. Waits up to kSendLimitMs for the headers of a request that is still being connected: before
+    /// that there may be no connection to write to, and WinInet does not check.
     [[nodiscard]] HRESULT Write(std::string_view data) noexcept;
 
     /// True while connection and request are there.
@@ -50,13 +53,17 @@ public:
     static constexpr DWORD kReceiveLimitMs = 30'000;
     /// Limits connecting and each Write of a stream that does not wait for its response.
     static constexpr DWORD kSendLimitMs = 4000;
+    /// What a server announces or sends does not decide how much memory one Read takes; the rest is the next one's.
+    static constexpr DWORD kMaximumReadBytes = 1024 * 1024;
 
 protected:
     /// Reads up to `sizeBytes` that are known to be there. Returns how many have come within `timeoutMs`, 0 on failure.
     [[nodiscard]] DWORD ReadContent(const COpenRequest& request, char* buffer, DWORD sizeBytes,
                                     DWORD timeoutMs) noexcept;
-    /// The same, into a text that is as long as what has come.
+    /// The same, into a text that is as long as what has come; at most kMaximumReadBytes.
     DWORD ReadContentText(const COpenRequest& request, std::string& text, DWORD sizeBytes, DWORD timeoutMs);
+    /// The request has ended, or been answered with nothing to come: its connection is not its own any more.
+    [[nodiscard]] bool IsExchangeOver() const noexcept;
 
 private:
     [[nodiscard]] HRESULT Send(const std::wstring& url, const std::wstring& headers, DWORD timeoutMs);
@@ -64,9 +71,15 @@ private:
     [[nodiscard]] HRESULT ReadHeaders(DWORD& statusCode, std::wstring& headers, DWORD& contentLengthBytes);
     [[nodiscard]] HRESULT ReceiveResponse(DWORD& statusCode, std::wstring& headers, std::string& content,
                                           DWORD timeoutMs, bool waitForContent);
-    /// S_OK with the count, S_FALSE when it has to be waited for.
-    [[nodiscard]] HRESULT QueryDataAvailable(DWORD& availableBytes) noexcept;
+    /// The announced content, as far as it has come.
+    [[nodiscard]] HRESULT ReadAnnounced(std::string& content, DWORD lengthBytes, DWORD timeoutMs, bool waitForContent);
+    /// ERROR_SUCCESS with the count, ERROR_IO_PENDING when it has to be waited for, else the error. Logs nothing, nor
+    /// does TakeQueryResult, which ends a query that was waited for.
+    [[nodiscard]] DWORD QueryDataAvailable(DWORD& availableBytes) noexcept;
+    [[nodiscard]] DWORD TakeQueryResult(DWORD& availableBytes) noexcept;
     [[nodiscard]] HRESULT WaitForQuery(DWORD& availableBytes, DWORD timeoutMs) noexcept;
+    /// ERROR_SUCCESS once the request's headers are on their way.
+    [[nodiscard]] DWORD WaitUntilSent() noexcept;
     [[nodiscard]] bool WaitForPendingRead(DWORD timeoutMs) noexcept;
 };
 
@@ -87,11 +100,11 @@ public:
 
     /// Returns before anything is answered.
     [[nodiscard]] HRESULT OpenStream(const std::wstring& url, const std::wstring& headers) noexcept;
-    /// Waits up to kRequestSentWaitMs for the request's headers to be on their way.
+    /// Waits up to kRequestSentWaitMs for the request's headers to be on their way. A request that failed is not sent.
     [[nodiscard]] bool IsRequestSent() noexcept;
 
-    /// As the base says. A request that ended without an answer is closed here as well: a server that closes the
-    /// connection in good order is not always reported by a notification.
+    /// As the base says. A request that ended without an answer, or with one that is complete, is closed here as well:
+    /// a server that closes the connection in good order is not always reported by a notification.
     [[nodiscard]] bool IsStreamOpen() noexcept;
 
     static constexpr DWORD kRequestSentWaitMs = 1000;

@@ -90,6 +90,14 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
     // The owner may close its request from inside the notification; the close then delivers the last notification
     // of the handle right here, one level deeper, and that must not take the block away from under this call.
     block->m_references.fetch_add(1, std::memory_order_relaxed);
+    // Before anybody is told, so that whoever is woken up finds it noted.
+    if (status == INTERNET_STATUS_REQUEST_SENT)
+        block->NoteRequestSent();
+    if (status == INTERNET_STATUS_REQUEST_COMPLETE && !block->m_completed)
+    {
+        block->NoteSendResult(static_cast<const INTERNET_ASYNC_RESULT*>(information));
+        block->m_completed = true;
+    }
     LogStatus(status, block);
     if (status == INTERNET_STATUS_HANDLE_CREATED)
         block->m_handleAnnounced = true;
@@ -101,8 +109,6 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
         if (mayClose)
             block->EndUse();
     }
-    if (status == INTERNET_STATUS_REQUEST_COMPLETE)
-        block->m_completed = true;
     if (status == INTERNET_STATUS_HANDLE_CLOSING)
         block->ReturnFromWinInet();
     block->Release();
@@ -164,6 +170,25 @@ bool CRequestBlock::IsHandleOpen() const noexcept
 bool CRequestBlock::HasCompleted() const noexcept
 {
     return m_completed;
+}
+
+DWORD CRequestBlock::SendResult() const noexcept
+{
+    return m_sendResult;
+}
+
+void CRequestBlock::NoteRequestSent() noexcept
+{
+    DWORD pending = ERROR_IO_PENDING;
+    m_sendResult.compare_exchange_strong(pending, ERROR_SUCCESS);
+}
+
+void CRequestBlock::NoteSendResult(const INTERNET_ASYNC_RESULT* completion) noexcept
+{
+    if (completion == nullptr || completion->dwResult != FALSE)
+        NoteRequestSent();
+    else
+        m_sendResult = completion->dwError;
 }
 
 void CRequestBlock::EndHandle() noexcept

@@ -78,6 +78,11 @@ public:
     void EndHandle() noexcept;
     /// The request's send, or a later operation, has been reported as finished.
     bool HasCompleted() const noexcept;
+    /// ERROR_IO_PENDING until the request's headers are on their way, ERROR_SUCCESS from then on, and the error once
+    /// the send has ended with one. Known before the owner is woken up.
+    DWORD SendResult() const noexcept;
+    /// The send returned successfully instead of going on behind the call.
+    void NoteRequestSent() noexcept;
 
     char readBuffer[kReadBufferBytes] = {};
     DWORD bytesRead = 0;
@@ -92,6 +97,7 @@ private:
     friend class CHandleUse;
     ~CRequestBlock();
     void Notify(DWORD status, void* information) noexcept;
+    void NoteSendResult(const INTERNET_ASYNC_RESULT* completion) noexcept;
     /// Ends WinInet's share, once.
     void ReturnFromWinInet() noexcept;
     [[nodiscard]] bool BeginUse() noexcept;
@@ -105,6 +111,7 @@ private:
     std::atomic<unsigned> m_uses{kClosing};
     std::atomic<HINTERNET> m_handle{nullptr};
     std::atomic<bool> m_completed{false};
+    std::atomic<DWORD> m_sendResult{ERROR_IO_PENDING};
     std::atomic<long> m_references{1};
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};

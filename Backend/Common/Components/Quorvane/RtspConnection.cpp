@@ -6,7 +6,7 @@
 #include "TextEncoding/Encoding.h"
 #include "Win32/TimeLimit.h"
 
-#include <new>
+#include <exception>
 
 namespace
 {
@@ -40,7 +40,7 @@ catch (HRESULT)
     Close();
     return false;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     Close();
     return LogFailure(false, LogLevel::Error, L"CRtspConnection::ConnectToServer, out of memory");
@@ -73,7 +73,7 @@ try
     return SUCCEEDED(hr) || LogFailure(false, LogLevel::Error,
                                        L"CRtspConnection::SendRequest, failed to write rtsp request, hr = 0x%x", hr);
 }
-catch (const std::bad_alloc&)
+catch (const std::exception&)
 {
     return LogFailure(false, LogLevel::Error, L"CRtspConnection::SendRequest, out of memory");
 }

@@ -27,11 +27,13 @@ public:
 
     /// Closes what was open and opens a tunnel under a new cookie; `path` is the URL of both HTTP requests. The
     /// requests carry no credentials: RTSP brings its own. An empty server name or port 0 fails and leaves what was
-    /// open. Blocks for the time limit and up to a second more.
+    /// open. Blocks up to 6 s: kCloseWaitMs for what was open, the time limit for the GET's headers, and a second for
+    /// the POST to be sent or for closing what could not be opened.
     [[nodiscard]] bool ConnectToServer(const wchar_t* server, WORD port, const std::wstring& path,
                                        const std::wstring& user, const std::wstring& password) noexcept;
 
-    /// `text` is a complete RTSP request, UTF-8.
+    /// `text` is a complete RTSP request, UTF-8. Blocks up to CAsyncHttpRequestStream::kSendLimitMs while the POST is
+    /// still being connected, and for as long as WinInet needs to take the bytes.
     [[nodiscard]] bool SendRequest(std::string_view text) noexcept;
 
     /// Waits for data on the GET and returns what is there: perhaps a part of a reply, perhaps more than one, nothing
