@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -344,6 +345,8 @@ TEST_F(Program, DemoPassesWithEveryGenerationOfCameras)
         {"MPEG-4 with a size of two numbers", "SNC-RH124", VideoStandard::Ntsc, AuthenticationScheme::DigestSession},
         {"a model that nobody knows", "SNC-XX1", VideoStandard::Ntsc, AuthenticationScheme::None},
         {"H.264 only", "SNC-WR600", VideoStandard::Ntsc, AuthenticationScheme::Digest},
+        {"RTSP, 50 Hz", "AXIS M5526-E", VideoStandard::Pal, AuthenticationScheme::Digest},
+        {"RTSP without credentials", "AXIS V5915", VideoStandard::Ntsc, AuthenticationScheme::None},
     };
     for (const Row& row : rows)
     {
@@ -359,6 +362,45 @@ TEST_F(Program, DemoPassesWithEveryGenerationOfCameras)
             RunProgram(L"demo --unregistered --sim-control 127.0.0.1:" + std::to_wstring(camera.ControlPort()));
         EXPECT_EQ(result.exitCode, 0u) << result.out;
     }
+}
+
+/// The same in front of a camera that streams over RTSP.
+class StreamingProgram : public Program
+{
+protected:
+    StreamingProgram()
+    {
+        CameraChange change;
+        change.model = "AXIS P5635-E";
+        m_camera.Change(change);
+    }
+};
+
+TEST_F(StreamingProgram, StreamReceivesAndWritesVideo)
+{
+    const CTemporaryFolder folder;
+    const std::filesystem::path path = folder / L"v\u00EFdeo.h264";
+    const Json json = ParseGood(Ask(L"stream --seconds 2 --json --out \"" + path.wstring() + L"\""));
+    EXPECT_GT(json["video"]["packets"], 0);
+    EXPECT_GT(json["audio"]["packets"], 0);
+    EXPECT_EQ(json["h264"]["width"], 1280);
+    EXPECT_EQ(json["h264"]["packetizationMode"], 1);
+    const std::string bytes = ReadFileBytes(path);
+    EXPECT_EQ(json["out"]["bytes"], bytes.size());
+    EXPECT_THAT(bytes, StartsWith(std::string("\0\0\0\x01\x67", 5)));
+    EXPECT_TRUE(m_camera.Streams().empty()) << "the camera was told to stop";
+}
+
+TEST_F(StreamingProgram, StreamIsStoppedByAnotherProcess)
+{
+    auto stream = std::async(std::launch::async, [this] { return Ask(L"stream --seconds 50 --json"); });
+    int reached = 0;
+    // Until the stream is there to be found there is nothing to stop, which is no failure.
+    for (int attempt = 0; attempt < 50 && reached == 0; ++attempt)
+        reached = ParseGood(Ask(L"stop --json"))["streams"];
+    EXPECT_EQ(reached, 1);
+    EXPECT_EQ(ParseGood(stream.get())["endedBy"], "stop");
+    EXPECT_EQ(ParseGood(Ask(L"stop --json"))["streams"], 0) << "it has gone";
 }
 
 TEST_F(Program, DemoFailsAgainstACameraThatRefusesToMove)
