@@ -50,6 +50,12 @@ TEST_F(RtspUrl, RelativeControlsAreCombinedWithTheBase)
         {"from the root", "rtsp://127.0.0.1/a/b/", "/c", "rtsp://127.0.0.1/c"},
         {"no base at all: the control itself", "", "trackID=1", "trackID=1"},
         {"star, like any other text", "rtsp://127.0.0.1/base/", "*", "rtsp://127.0.0.1/base/*"},
+        {"control with a query", "rtsp://127.0.0.1/base/", "trackID=1?a=b&c=d",
+         "rtsp://127.0.0.1/base/trackID=1?a=b&c=d"},
+        {"the base's query goes", "rtsp://127.0.0.1/base/?x=1", "trackID=1", "rtsp://127.0.0.1/base/trackID=1"},
+        {"... with what stands behind the last slash", "rtsp://127.0.0.1/media.amp?x=1", "trackID=1",
+         "rtsp://127.0.0.1/trackID=1"},
+        {"both with a query", "rtsp://127.0.0.1/base/?x=1", "trackID=1?y=2", "rtsp://127.0.0.1/base/trackID=1?y=2"},
     };
     for (const auto& row : rows)
     {
@@ -164,6 +170,30 @@ TEST_F(RtspUrl, AggregateControlIsTheSessionsOwn)
             EXPECT_THAT(OwnLines(), IsEmpty());
         else
             EXPECT_THAT(OwnLines(), ElementsAre(line, line));
+    }
+}
+
+TEST_F(RtspUrl, WithoutABaseTheAggregateUrlIsTheControlAsItStands)
+{
+    const struct
+    {
+        const char* reason;
+        const char* control;
+        const char* url;
+    } rows[] = {
+        {"absolute", "rtsp://127.0.0.1/all", "rtsp://127.0.0.1/all"},
+        {"relative", "all", "all"},
+        {"none either: the default", "", "rtsp://127.0.0.1/media.amp?videocodec=h264"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        Describe(Sdp(row.control, "rtsp://127.0.0.1/v", ""), "");
+        CTestCommandSet set;
+        ASSERT_EQ(Connect(set), S_OK);
+        ASSERT_EQ(set.SetupTransport(0, &m_transport), S_OK);
+        EXPECT_EQ(set.StartVideo(false, 0), S_OK);
+        EXPECT_EQ(Requests().back(), std::string("PLAY ") + row.url);
     }
 }
 

@@ -317,6 +317,58 @@ TEST(SessionDescription, SomeAttributeNamesCountInAnyCase)
     EXPECT_EQ(media.transform, "") << "exact";
 }
 
+TEST(SessionDescription, AttributeNamesAreWhole)
+{
+    const struct
+    {
+        const char* reason;
+        const char* line;
+    } rows[] = {
+        {"one letter more", "a=controls:x"},
+        {"blank behind the name", "a=control :x"},
+        {"blank in front", "a= control:x"},
+        {"one letter less", "a=contro:x"},
+        {"equals sign for the colon", "a=control=x"},
+        {"fmtp with more", "a=fmtpx:96 x=1"},
+        {"fmtp with a blank", "a=fmtp :96 x=1"},
+        {"rtpmap with more", "a=rtpmaps:96 X/1"},
+        {"rtpmap with less", "a=rtpma:96 X/1"},
+        {"frame rate with more", "a=framerates:5"},
+        {"quality with more", "a=qualitys:5"},
+        {"transform with more", "a=transforms:5"},
+        {"tool with more", "a=tools:x"},
+        {"tool with a blank", "a=tool :x"},
+        {"charset with more", "a=charsets:x"},
+        {"type with more", "a=types:x"},
+        {"no name", "a=:x"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        const CLogCapture log;
+        const CSessionDescription description = Parse(std::string(kTypical) + row.line + "\r\n");
+        const MediaDescription& media = description.Media().front();
+        EXPECT_EQ(media.control, "trackID=1");
+        EXPECT_THAT(Formats(media), ElementsAre("96:96|96|H264|90000||96|packetization-mode=1"));
+        for (const std::string_view field : {media.frameRate, media.quality, media.transform, description.Tool(),
+                                             description.Charset(), description.Type(), description.SessionControl()})
+            EXPECT_EQ(field, "");
+        EXPECT_THAT(log.Lines(), IsEmpty());
+    }
+}
+
+TEST(SessionDescription, AttributesWithoutAColonHaveAnEmptyValue)
+{
+    const CSessionDescription description =
+        Parse(With("s=", "s=x\r\na=tool:t\r\na=tool\r\na=control:all\r\na=control") +
+              "a=control\r\na=framerate:5\r\na=framerate\r\n");
+    EXPECT_EQ(description.Tool(), "");
+    EXPECT_EQ(description.SessionControl(), "");
+    EXPECT_EQ(description.Media().front().control, "");
+    EXPECT_EQ(description.Media().front().frameRate, "");
+    EXPECT_TRUE(description.IsValid());
+}
+
 TEST(SessionDescription, RtpmapIsCutAtBlanksAndSlashes)
 {
     const struct
@@ -333,6 +385,7 @@ TEST(SessionDescription, RtpmapIsCutAtBlanksAndSlashes)
         {"runs of separators", "96   H264//90000", "96|H264|90000|"},
         {"blank in front", " 96 H264/90000", "96|H264|90000|"},
         {"blank inside the name", "96 H 264/90000", "96|H 264|90000|"},
+        {"a tab is no blank", "96\tH264/90000", nullptr},
         {"no clock rate", "96 H264", nullptr},
         {"empty clock rate", "96 H264/", nullptr},
         {"no name", "96 /90000", nullptr},
@@ -373,6 +426,7 @@ TEST(SessionDescription, FmtpIsCutAtItsFirstBlank)
         {"usual", "26 a=1;b=2", "26|a=1;b=2"},       {"blanks inside the parameters", "26 a=1; b=2 ", "26|a=1; b=2 "},
         {"run of blanks", "26   a=1", "26|a=1"},     {"no parameters", "26", nullptr},
         {"blanks for parameters", "26   ", nullptr}, {"nothing", "", nullptr},
+        {"a tab is no blank", "26\ta=1", nullptr},
     };
     for (const auto& row : rows)
     {
@@ -563,6 +617,10 @@ TEST(SessionDescription, RulesOfAMedia)
          "m=video 0 TCP 0",
          false,
          {L"1 MediaDescription::IsValid, invalid protocol: TCP, media type: video"}},
+        {"a tab is no blank",
+         "m=video\t0 RTP/AVP 96",
+         false,
+         {L"1 MediaDescription::IsValid, invalid media, has no format, mediaType: video\t0"}},
         {"nothing at all", "m=", false, {}},
         {"no port", "m=video", false, {}},
         {"no protocol", "m=video 0", false, {}},
