@@ -1,10 +1,8 @@
 // Stream starts: the request, and the packets that then arrive.
 
+#include "Tests/Component/RtpReceiver.h"
 #include "Tests/Component/SimulatedCameraFixture.h"
 
-#include <winsock2.h>
-
-#include <array>
 #include <functional>
 
 namespace
@@ -12,80 +10,8 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// A loopback UDP port that waits at most two seconds for a packet.
-class CReceiver
-{
-public:
-    /// Port 0: chosen by the system.
-    explicit CReceiver(unsigned short port = 0)
-    {
-        WSADATA data = {};
-        const DWORD limitMs = 2000;
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = ::htonl(INADDR_LOOPBACK);
-        address.sin_port = ::htons(port);
-        int sizeBytes = sizeof(address);
-        auto* generic = reinterpret_cast<sockaddr*>(&address);
-        if (::WSAStartup(MAKEWORD(2, 2), &data) != 0)
-            throw std::runtime_error("WSAStartup failed");
-        m_socket = ::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-        if (m_socket == INVALID_SOCKET || ::bind(m_socket, generic, sizeBytes) != 0 ||
-            ::getsockname(m_socket, generic, &sizeBytes) != 0 ||
-            ::setsockopt(m_socket, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&limitMs), sizeof(limitMs)) !=
-                0)
-            throw std::runtime_error("no loopback port");
-        m_port = ::ntohs(address.sin_port);
-    }
-    ~CReceiver()
-    {
-        ::closesocket(m_socket);
-        ::WSACleanup();
-    }
-    CReceiver(const CReceiver&) = delete;
-    CReceiver& operator=(const CReceiver&) = delete;
-
-    unsigned short Port() const noexcept
-    {
-        return m_port;
-    }
-    /// Empty when none came in time.
-    std::string Receive() const
-    {
-        std::array<char, 2048> buffer;
-        const int count = ::recv(m_socket, buffer.data(), static_cast<int>(buffer.size()), 0);
-        return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : std::string();
-    }
-
-private:
-    SOCKET m_socket = INVALID_SOCKET;
-    unsigned short m_port = 0;
-};
-
 class StreamStart : public SimulatedCameraTest
 {
-protected:
-    /// Three packets of one RTP stream (RFC 3550, 5.1).
-    static void ExpectRtp(const CReceiver& receiver)
-    {
-        std::string previous;
-        for (int i = 0; i < 3; ++i)
-        {
-            const std::string packet = receiver.Receive();
-            ASSERT_LT(12u, packet.size()) << "no packet";
-            EXPECT_EQ('\x80', packet[0]) << "version 2, nothing optional";
-            const auto sequence = [](const std::string& bytes) {
-                return static_cast<unsigned short>(static_cast<unsigned char>(bytes[2]) * 256 +
-                                                   static_cast<unsigned char>(bytes[3]));
-            };
-            if (!previous.empty())
-            {
-                EXPECT_EQ(static_cast<unsigned short>(sequence(previous) + 1), sequence(packet));
-                EXPECT_EQ(previous.substr(8, 4), packet.substr(8, 4)) << "one source";
-            }
-            previous = packet;
-        }
-    }
 };
 
 TEST_F(StreamStart, UnicastArrivesAtTheAskedForPort)
@@ -102,8 +28,8 @@ TEST_F(StreamStart, UnicastArrivesAtTheAskedForPort)
     {
         SCOPED_TRACE(row.model);
         StartConnected({.model = row.model});
-        const CReceiver video;
-        const CReceiver audio;
+        const CRtpReceiver video;
+        const CRtpReceiver audio;
         EXPECT_EQ(S_OK, m_command->StartMpeg4Video2(FALSE, video.Port()));
         EXPECT_EQ(S_OK, m_command->StartAudio2(FALSE, audio.Port()));
         EXPECT_THAT(Sent(),
@@ -125,8 +51,8 @@ TEST_F(StreamStart, MulticastGoesToThePortOfTheCamera)
         SCOPED_TRACE(model);
         const bool isNewest = std::string(model) == "SNC-EP580";
         StartConnected({.model = model});
-        const CReceiver video;
-        const CReceiver audio;
+        const CRtpReceiver video;
+        const CRtpReceiver audio;
         m_camera->SetSetting(isNewest ? "McVideoPort1" : "McVideoPort", std::to_string(video.Port()));
         m_camera->SetSetting("McAudioPort", std::to_string(audio.Port()));
         const std::string request = isNewest ? "image1?UdpMode=multicast" : "mpeg4?udpMode=multicast";
@@ -153,7 +79,7 @@ TEST_F(StreamStart, UnicastNeedsAPort)
 TEST_F(StreamStart, PauseAndStopAreTheClientsOwnBusiness)
 {
     StartConnected();
-    const CReceiver video;
+    const CRtpReceiver video;
     ASSERT_EQ(S_OK, m_command->StartMpeg4Video2(FALSE, video.Port()));
     ExpectRtp(video);
     Forget();
@@ -181,7 +107,7 @@ TEST_F(StreamStart, BadRequestSetsTheCameraUpAndTriesOnceMore)
         StartConnected();
         // Somebody changes the camera behind the client's back.
         m_camera->SetSetting("AudioIn", "off");
-        const CReceiver receiver;
+        const CRtpReceiver receiver;
         const std::string request =
             std::string(row.path) + "?UdpMode=unicast&UdpPort=" + std::to_string(receiver.Port());
         EXPECT_EQ(S_OK, row.start(m_command.get(), receiver.Port()));

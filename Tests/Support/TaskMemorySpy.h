@@ -25,6 +25,17 @@ public:
     CTaskMemorySpy(const CTaskMemorySpy&) = delete;
     CTaskMemorySpy& operator=(const CTaskMemorySpy&) = delete;
 
+    /// From here on the system frees every BSTR at once, for the rest of the process, and spies see them all.
+    static void SeeEveryString()
+    {
+        const HMODULE automation = ::GetModuleHandleW(L"oleaut32.dll");
+        const auto setNoCache =
+            reinterpret_cast<void(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(automation, "SetOaNoCache")));
+        if (setNoCache == nullptr)
+            throw std::runtime_error("the system's cache of strings cannot be switched off");
+        setNoCache();
+    }
+
     unsigned CountAllocated() const noexcept
     {
         return m_allocated;
