@@ -171,4 +171,11 @@ TEST(RtspResponse, StatusFrom200To299IsSuccess)
         EXPECT_EQ(isSuccess, response.IsSuccess()) << statusCode;
     }
 }
+
+TEST(NextCSeq, CountsOnFromOneAfterTheLargest)
+{
+    EXPECT_EQ(2, NextCSeq(1));
+    EXPECT_EQ(2'147'483'647, NextCSeq(2'147'483'646));
+    EXPECT_EQ(1, NextCSeq(2'147'483'647));
+}
 } // namespace

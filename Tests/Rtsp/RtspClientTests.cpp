@@ -288,6 +288,25 @@ TEST_F(RtspAuthorization, CredentialsAreUtf8)
     EXPECT_THAT(m_camera.Requests().back(), HasSubstr("username=\"J\xC3\xBCrgen\""));
 }
 
+TEST_F(RtspAuthorization, LastOfSeveralChallengesCounts)
+{
+    Open();
+    m_camera.Enqueue(Reply(401, "WWW-Authenticate: Digest realm=\"cam\", nonce=\"abc\"\r\n"
+                                "WWW-Authenticate: Basic realm=\"cam\"\r\n"));
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_THAT(m_camera.Requests().back(), HasSubstr("Authorization: Basic dXNlcjpwYXNz\r\n"));
+}
+
+// The names of a reply's headers are taken as they are written.
+TEST_F(RtspAuthorization, ChallengeInOtherCapitalsIsNotFound)
+{
+    Open();
+    m_camera.Enqueue(Reply(401, "Www-Authenticate: Basic realm=\"cam\"\r\n"));
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_EQ("OPTIONS OPTIONS", m_camera.Methods());
+    EXPECT_THAT(m_camera.Requests().back(), Not(HasSubstr("Authorization")));
+}
+
 // A comma ends a quoted value: no camera sends one.
 TEST_F(RtspAuthorization, CommaInsideAQuotedChallengeValueCutsIt)
 {

@@ -434,6 +434,87 @@ TEST_F(RtspExchange, ReplyOfTheOldTunnelIsNoPartOfTheNew)
     EXPECT_EQ(0u, m_log.Count(L"status code: 454"));
 }
 
+QUORVANE_IMPORT_SLOT(g_internetWriteFileSlot, InternetWriteFile, 16);
+QUORVANE_IMPORT_SLOT(g_openRequestSlot, HttpOpenRequestW, 32);
+
+BOOL WINAPI WriteNothing(HINTERNET, LPCVOID, DWORD, LPDWORD)
+{
+    ::SetLastError(ERROR_INTERNET_CONNECTION_RESET);
+    return FALSE;
+}
+
+/// As the system opens it, but for a POST.
+HINTERNET WINAPI OpenNoPost(HINTERNET connection, LPCWSTR verb, LPCWSTR url, LPCWSTR version, LPCWSTR referrer,
+                            LPCWSTR* acceptTypes, DWORD flags, DWORD_PTR context)
+{
+    if (std::wstring_view(verb) == L"POST")
+    {
+        ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    const auto open = reinterpret_cast<decltype(&::HttpOpenRequestW)>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), "HttpOpenRequestW")));
+    return open(connection, verb, url, version, referrer, acceptTypes, flags, context);
+}
+
+TEST_F(RtspExchange, RequestThatCannotBeSentFails)
+{
+    Open(kShortMs);
+    {
+        const CImportPatch patch(&g_internetWriteFileSlot, &WriteNothing);
+        EXPECT_FALSE(m_client->GetParameter());
+    }
+    EXPECT_THAT(ClientLines(),
+                ElementsAre(L"1 CRtspClient::DoSendRtspRequest, SendRequest failed for rtsp command: 'GET_PARAMETER'",
+                            L"1 CRtspClient::SendRtspRequest, failed to send rtsp command: 'GET_PARAMETER'",
+                            L"1 CRtspClient::GetParameter, failed to send request"));
+    EXPECT_TRUE(ComesBack(*m_client));
+}
+
+TEST_F(RtspExchange, ReconnectWithoutAPostFailsAndLeavesNothingOpen)
+{
+    Open(kShortMs);
+    m_camera.Tunnel().Close(TunnelSide::Get);
+    ASSERT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Get));
+    EXPECT_FALSE(m_client->GetOptions());
+    m_log.Clear();
+    {
+        const CImportPatch patch(&g_openRequestSlot, &OpenNoPost);
+        EXPECT_FALSE(m_client->GetOptions());
+    }
+    EXPECT_THAT(ClientLines(),
+                ElementsAre(L"1 CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect",
+                            L"1 CRtspClient::DoSendRtspRequest, re-connect to server failed",
+                            L"1 CRtspClient::SendRtspRequest, failed to send rtsp command: 'OPTIONS'",
+                            L"1 CRtspClient::GetOptions, failed to send request"));
+    EXPECT_EQ(2u, m_camera.Tunnel().TunnelCount());
+    EXPECT_TRUE(m_camera.Tunnel().WaitForEnd(TunnelSide::Get)) << "the new one, too";
+    EXPECT_TRUE(m_client->GetOptions());
+    EXPECT_EQ(3u, m_camera.Tunnel().TunnelCount());
+}
+
+TEST_F(RtspExchange, ReplyThatIsTooLongClosesItsTunnel)
+{
+    Open({.replyMs = 2000, .heldBytes = 1000});
+    const std::string header = "RTSP/1.0 200 OK\r\nContent-Length: 5000\r\n\r\n";
+    for (const std::size_t pieceBytes : {header.size() + 5000, header.size() + 10})
+    {
+        const std::size_t before = m_camera.Tunnel().TunnelCount();
+        m_log.Clear();
+        m_camera.Enqueue([&](const std::string&) {
+            TunnelReply reply{header + std::string(5000, 'x')};
+            reply.pieceBytes = pieceBytes;
+            reply.pause = 20ms;
+            return reply;
+        });
+        (void)m_client->GetParameter();
+        EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, response longer than 1000 bytes, rtsp command: "
+                                  L"'GET_PARAMETER'"));
+        EXPECT_TRUE(m_client->GetOptions()) << "by a reply of its own";
+        EXPECT_EQ(before + 1, m_camera.Tunnel().TunnelCount());
+    }
+}
+
 class RtspLoss : public RtspClientTest, public ::testing::WithParamInterface<std::tuple<TunnelSide, bool, int>>
 {
 };

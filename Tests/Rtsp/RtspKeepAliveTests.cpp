@@ -201,6 +201,24 @@ TEST_F(RtspKeepAlive, CallerWaitsNoLongerThanItsLimit)
     gate.Leave();
 }
 
+TEST_F(RtspKeepAlive, CallerWhoDoesNotGetItsTurnFails)
+{
+    Open({.turnWaitMs = kShortMs});
+    SetUpStream();
+    std::thread beat = BeatInsideItsExchange();
+    const DWORD startTick = ::GetTickCount();
+    EXPECT_FALSE(m_client->StartPlay(L""));
+    EXPECT_GE(::GetTickCount() - startTick, kShortMs - 50);
+    EXPECT_THAT(ClientLines(),
+                ::testing::ElementsAre(
+                    L"1 CRtspClient::SendRtspRequest, another request is still under way, rtsp command: 'PLAY'",
+                    L"1 CRtspClient::StartPlay, failed to to send command"));
+    m_camera.Tunnel().ReleaseHeld();
+    beat.join();
+    EXPECT_TRUE(m_client->StartPlay(L""));
+    EXPECT_EQ("SETUP OPTIONS PLAY", m_camera.Methods());
+}
+
 TEST_F(RtspKeepAlive, ReplyToABeatThatWasGivenUpIsNotTheCallers)
 {
     Open(kShortMs);

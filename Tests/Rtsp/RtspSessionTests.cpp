@@ -321,10 +321,12 @@ TEST_F(RtspSession, RequestsOfSeveralUsersFollowOneAnother)
                 EXPECT_TRUE(m_session->StartPlay(cookie, L""));
                 EXPECT_TRUE(m_session->StopPlay(cookie, L""));
             }
-            Leave(cookie);
         });
     for (std::thread& user : users)
         user.join();
+    // Not before: with the one who stopped last away, the others would play what is no longer set up.
+    for (std::uint32_t cookie = 1; cookie <= 4; ++cookie)
+        Leave(cookie);
     const std::vector<std::string> requests = m_camera.Requests();
     for (std::size_t i = 0; i < requests.size(); ++i)
         EXPECT_THAT(requests[i], HasSubstr("\r\nCSeq: " + std::to_string(i + 1) + "\r\n"));
@@ -378,16 +380,18 @@ TEST(RtspSessionKeepAlive, DoesNotTakeTheSessionsLock)
 TEST(RtspSessionManager, StandsUsersOnManyThreads)
 {
     CAnsweringCamera camera;
-    camera.SetLastAnswer([](const std::string& request) {
-        return TunnelReply{RtspReply(request, 200, "Session: 12345678;timeout=60\r\n")};
-    });
+    CAnsweringCamera other;
+    for (CAnsweringCamera* each : {&camera, &other})
+        each->SetLastAnswer([](const std::string& request) {
+            return TunnelReply{RtspReply(request, 200, "Session: 12345678;timeout=60\r\n")};
+        });
     CRtspSessionManager& manager = CRtspSessionManager::Get();
-    const auto use = [&](const wchar_t* server) {
+    const auto use = [&](const wchar_t* server, WORD port) {
         for (int i = 0; i < 10; ++i)
         {
             std::uint32_t cookie = 0;
             CRtspSession* const session =
-                manager.JoinRtspSession(server, camera.Port(), kPath, L"", L"", cookie, RtspParticipantState::Init);
+                manager.JoinRtspSession(server, port, kPath, L"", L"", cookie, RtspParticipantState::Init);
             ASSERT_NE(nullptr, session);
             RtspTransport transport;
             EXPECT_TRUE(session->SetupTransport(cookie, kTrackUrl, transport));
@@ -396,10 +400,19 @@ TEST(RtspSessionManager, StandsUsersOnManyThreads)
         }
     };
     std::vector<std::thread> users;
-    for (const wchar_t* server : {L"127.0.0.1", L"127.0.0.1", L"127.0.0.1", L"localhost", L"LOCALHOST"})
-        users.emplace_back(use, server);
+    for (int i = 0; i < 3; ++i)
+        users.emplace_back(use, kServer, camera.Port());
+    for (int i = 0; i < 2; ++i)
+        users.emplace_back(use, L"localhost", other.Port());
     for (std::thread& user : users)
         user.join();
+    for (const auto& [each, url] : {std::pair(&camera, " rtsp://127.0.0.1/media.amp RTSP/1.0\r\n"),
+                                    std::pair(&other, " rtsp://localhost/media.amp RTSP/1.0\r\n")})
+    {
+        EXPECT_THAT(each->Methods(), HasSubstr("PLAY"));
+        for (const std::string& request : each->Requests())
+            EXPECT_TRUE(request.starts_with("SETUP ") || request.find(url) != std::string::npos) << request;
+    }
     std::uint32_t cookie = 0;
     CRtspSession* const session = manager.JoinRtspSession(kServer, camera.Port(), kPath, L"", L"", cookie, kInit);
     ASSERT_NE(nullptr, session);

@@ -4,7 +4,8 @@
 
 /// Lets one thread at a time into an exchange of request and reply; two would read each other's replies.
 /// Not a lock for data: whoever is inside waits for the camera, so that everybody else waits with a limit or not at
-/// all. Any thread may call anything; Leave belongs to the thread that entered. Nothing is acquired while inside.
+/// all. Any thread may call anything; Leave belongs to the thread that entered. Whoever is inside takes
+/// leaf locks only (log, timers, requests): nothing under which somebody else waits for this gate.
 class CRtspExchangeGate
 {
 public:
