@@ -98,6 +98,23 @@ TEST_F(Leaks, HundredObjectsWithDigest)
     });
 }
 
+TEST_F(Leaks, FiveHundredStreamsOfOneObject)
+{
+    // Without audio and with the smallest picture: it is the client's handles that this is about, not the encoder.
+    const CSimulatorProcess camera(L"--model \"AXIS P5635-E\" --set Image.I0.Appearance.Resolution=480x270");
+    const CommandPointer command = CreateCommand();
+    ExpectNothingLeft(20, 500, [&] {
+        ASSERT_EQ(S_OK, Open(command, camera.Port()));
+        ASSERT_EQ(S_OK, command->ConnectToRtspServer(TRUE));
+        const CBstr protocol = MakeBstr(L"RTP/AVP");
+        TransportParameters transport = {protocol.get(), FALSE, 9, nullptr, 0, 0, 0, nullptr};
+        ASSERT_EQ(S_OK, command->SetupTransport(0, &transport));
+        const CBstr ssrc(transport.Ssrc);
+        ASSERT_EQ(S_OK, command->StartMpeg4Video2(FALSE, 9));
+        ASSERT_EQ(S_OK, command->CloseConnection());
+    });
+}
+
 TEST_F(Leaks, CamerasThatMisbehave)
 {
     m_registry.SetText(kTimeLimit, L"100");
