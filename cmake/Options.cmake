@@ -19,6 +19,12 @@ if(QUORVANE_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Compiles several sources at once: for targets whose headers (asio, JSON) cost more than their own lines. Sources of
+# one target then share their unnamed namespaces.
+function(quorvane_build_jointly)
+    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+endfunction()
+
 # For what is built more often than it runs: tests, and the tools around the component. The component itself and its
 # benchmarks are built as they ship.
 function(quorvane_build_quickly)

@@ -9,9 +9,9 @@ namespace
 {
 
 /// An Axis camera with a client at it.
-struct Fixture
+struct FamilyFixture
 {
-    explicit Fixture(CameraSimulatorOptions options = {.model = "AXIS M5525-E"})
+    explicit FamilyFixture(CameraSimulatorOptions options = {.model = "AXIS M5525-E"})
         : camera(std::move(options)), client(camera.Start())
     {
     }
@@ -64,7 +64,7 @@ TEST(AxisFamily, GroupsAreListedLineByLine)
         {"Image.I0.MPEG", "root.Image.I0.MPEG.H264.Profile=main\r\nroot.Image.I0.MPEG.PCount=31\r\n"
                           "root.Image.I0.MPEG.ZFpsMode=fixed\r\nroot.Image.I0.MPEG.ZGopMode=fixed\r\n"},
     };
-    Fixture fixture;
+    FamilyFixture fixture;
     for (const auto& row : rows)
     {
         EXPECT_EQ(row.lines, fixture.List(row.group)) << row.group;
@@ -74,7 +74,7 @@ TEST(AxisFamily, GroupsAreListedLineByLine)
 
 TEST(AxisFamily, OneParameterIsListedUnderTheNameItWasAskedFor)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     EXPECT_EQ("Image.I0.Stream.FPS=30\r\n", fixture.List("Image.I0.Stream.FPS"));
     EXPECT_EQ("root.Image.I0.Stream.FPS=30\r\n", fixture.List("root.Image.I0.Stream.FPS"));
     EXPECT_EQ("root.Image.I0.Stream.FPS=30\r\n", fixture.List("Image.I0.Stream")) << "a group, if of one";
@@ -84,7 +84,7 @@ TEST(AxisFamily, OneParameterIsListedUnderTheNameItWasAskedFor)
 
 TEST(AxisFamily, SeveralGroupsOrAllAreListed)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     EXPECT_EQ(fixture.List("Network.RTSP") + fixture.List("AudioSource"), fixture.List("Network.RTSP,AudioSource"));
     const std::string all = fixture.Param("action=list");
     EXPECT_TRUE(all.starts_with("root.Brand.Brand=AXIS\r\n"));
@@ -94,7 +94,7 @@ TEST(AxisFamily, SeveralGroupsOrAllAreListed)
 
 TEST(AxisFamily, WhatIsNotThereIsAnsweredWithAText)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     const std::pair<std::string, std::string> rows[] = {
         {"action=list&group=Image.I9", "# Error: Error -1 getting param in group 'Image.I9'\r\n"},
         {"action=list&group=Bra", "# Error: Error -1 getting param in group 'Bra'\r\n"},
@@ -143,7 +143,7 @@ TEST(AxisFamily, UpdatesAreCheckedAndKept)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.why);
-        Fixture fixture;
+        FamilyFixture fixture;
         const std::string name = std::string(row.name).starts_with("root.") ? row.name + 5 : row.name;
         const std::string before = fixture.camera.Setting(name);
         const std::string reply = fixture.Update(std::string(row.name) + "=" + row.value);
@@ -155,7 +155,7 @@ TEST(AxisFamily, UpdatesAreCheckedAndKept)
 
 TEST(AxisFamily, EachParameterOfAnUpdateIsItsOwn)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     EXPECT_EQ("# Error: Error setting 'Foo' to '1'!\r\n",
               fixture.Update("Image.I0.MPEG.PCount=10&Foo=1&Image.I0.Stream.FPS=5"));
     EXPECT_EQ("10", fixture.camera.Setting("Image.I0.MPEG.PCount"));
@@ -164,7 +164,7 @@ TEST(AxisFamily, EachParameterOfAnUpdateIsItsOwn)
 
 TEST(AxisFamily, ImageSizeFollowsTheResolution)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     EXPECT_EQ("image width = 1280\r\nimage height = 720\r\n",
               fixture.client.Get("/axis-cgi/imagesize.cgi?camera=1").body);
     fixture.Update("Image.I0.Appearance.Resolution=480x270");
@@ -189,7 +189,7 @@ TEST(AxisFamily, ModelsDifferInNameSizesAndLowLatencyMode)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.model);
-        Fixture fixture({.model = row.model});
+        FamilyFixture fixture({.model = row.model});
         EXPECT_EQ("axis", fixture.camera.State().family);
         EXPECT_EQ(row.model, fixture.camera.State().model);
         EXPECT_EQ("Brand.ProdNbr=" + std::string(row.number) + "\r\n", fixture.List("Brand.ProdNbr"));
@@ -203,7 +203,7 @@ TEST(AxisFamily, ModelsDifferInNameSizesAndLowLatencyMode)
 
 TEST(AxisFamily, PalHasItsOwnFrequencyRateAndGroupLength)
 {
-    Fixture fixture({.model = "AXIS V5915", .standard = VideoStandard::Pal});
+    FamilyFixture fixture({.model = "AXIS V5915", .standard = VideoStandard::Pal});
     EXPECT_EQ("50Hz", fixture.camera.Setting("ImageSource.I0.Sensor.CaptureFrequency"));
     EXPECT_EQ("25", fixture.camera.Setting("Image.I0.Stream.FPS"));
     EXPECT_EQ("26", fixture.camera.Setting("Image.I0.MPEG.PCount"));
@@ -212,7 +212,7 @@ TEST(AxisFamily, PalHasItsOwnFrequencyRateAndGroupLength)
 
 TEST(AxisFamily, FactorySettingsAreNotThoseOfClients)
 {
-    Fixture fixture(Factory("AXIS P5635-E"));
+    FamilyFixture fixture(Factory("AXIS P5635-E"));
     const std::pair<const char*, const char*> rows[] = {
         {"Network.RTSP.Enabled", "no"},         {"AudioSource.A0.AudioEncoding", "g726"},
         {"AudioSource.A0.InputType", "line"},   {"Image.I0.MPEG.ZFpsMode", "dynamic"},
@@ -226,7 +226,7 @@ TEST(AxisFamily, FactorySettingsAreNotThoseOfClients)
 
 TEST(AxisFamily, SettingsAreForcedWithOrWithoutRoot)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     fixture.camera.SetSetting("root.Properties.API.RTSP.Version", "1.9");
     fixture.camera.SetSetting("Image.I0.MPEG.PCount", "many");
     fixture.camera.SetSetting("root.Image.I0.New", "1");
@@ -241,7 +241,7 @@ TEST(AxisFamily, SettingsAreForcedWithOrWithoutRoot)
 
 TEST(AxisFamily, RequestsOfOtherCamerasAreUnknown)
 {
-    Fixture fixture;
+    FamilyFixture fixture;
     for (const char* target : {"/command/inquiry.cgi?inq=system", "/axis-cgi/foo.cgi", "/"})
         EXPECT_EQ(404u, fixture.client.Get(target).status) << target;
     EXPECT_EQ(400u, fixture.client.Get("/axis-cgi/param.cgi?action=%zz").status);
@@ -254,7 +254,7 @@ TEST(AxisFamily, RequestsOfOtherCamerasAreUnknown)
 
 TEST(AxisFamily, ACameraCanBecomeAnAxisOneAndBack)
 {
-    Fixture fixture({.model = "SNC-EP580"});
+    FamilyFixture fixture({.model = "SNC-EP580"});
     CameraChange change;
     change.model = "M5526-E";
     fixture.camera.Change(change);

@@ -11,9 +11,9 @@ namespace
 {
 
 /// A camera whose time stands still until a test lets it pass.
-struct Fixture
+struct PtzFixture
 {
-    Fixture()
+    PtzFixture()
         : camera({.model = "AXIS P5635-E",
                   .clock = [this] { return std::chrono::steady_clock::time_point(std::chrono::seconds(seconds)); }}),
           client(camera.Start())
@@ -32,7 +32,7 @@ struct Fixture
 
 TEST(AxisPtz, MovementGoesOnUntilItIsStopped)
 {
-    Fixture fixture;
+    PtzFixture fixture;
     EXPECT_EQ(204u, fixture.Ptz("continuouspantiltmove=10,-20").status);
     EXPECT_EQ(204u, fixture.Ptz("continuouszoommove=50").status);
     EXPECT_EQ((PtzSpeed{10, -20, 2}), fixture.camera.State().speed);
@@ -48,7 +48,7 @@ TEST(AxisPtz, MovementGoesOnUntilItIsStopped)
 
 TEST(AxisPtz, QueryTellsThePosition)
 {
-    Fixture fixture;
+    PtzFixture fixture;
     fixture.Ptz("continuouspantiltmove=-5,3");
     fixture.seconds = 2;
     const ClientReply reply = fixture.Ptz("query=position");
@@ -85,7 +85,7 @@ TEST(AxisPtz, CommandsAreChecked)
     };
     for (const auto& row : rows)
     {
-        Fixture fixture;
+        PtzFixture fixture;
         const ClientReply reply = fixture.Ptz(row.query);
         EXPECT_EQ(row.status, reply.status) << row.why;
         EXPECT_EQ(row.text, reply.body) << row.why;

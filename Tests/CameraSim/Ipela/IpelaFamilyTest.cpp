@@ -8,9 +8,9 @@ namespace
 {
 
 /// A camera of one model with a client at it.
-struct Fixture
+struct IpelaFixture
 {
-    explicit Fixture(std::string model, VideoStandard standard = VideoStandard::Ntsc)
+    explicit IpelaFixture(std::string model, VideoStandard standard = VideoStandard::Ntsc)
         : camera({.model = std::move(model), .standard = standard}), client(camera.Start())
     {
     }
@@ -32,7 +32,7 @@ TEST(IpelaFamily, SystemInquiryNamesTheCamera)
 {
     for (const char* model : {"SNC-RZ25", "SNC-EP580", "snc-ep550n", "WEBCAM 1"})
     {
-        Fixture fixture(model);
+        IpelaFixture fixture(model);
         const ClientReply reply = fixture.client.Get("/command/inquiry.cgi?inq=system");
         EXPECT_EQ(200u, reply.status);
         EXPECT_EQ("ModelName=" + std::string(model) + "&Serial=1000001&SoftVersion=1.50.00&HardVersion=1.00",
@@ -63,12 +63,12 @@ TEST(IpelaFamily, CameraInquiryUsesTheNamesOfTheFamily)
         {"SNC-EP580", "ImageCodec1=h264&ImageSize1=1280,720" + h264Tail},
     };
     for (const auto& [model, line] : rows)
-        EXPECT_EQ(line, Fixture(model).Inquire()) << model;
+        EXPECT_EQ(line, IpelaFixture(model).Inquire()) << model;
 }
 
 TEST(IpelaFamily, PalHasItsOwnRates)
 {
-    Fixture fixture("SNC-EP580", VideoStandard::Pal);
+    IpelaFixture fixture("SNC-EP580", VideoStandard::Pal);
     EXPECT_EQ("pal", fixture.camera.Setting("VideoStd"));
     EXPECT_EQ("25", fixture.camera.Setting("FrameRate1"));
     EXPECT_EQ(200u, fixture.Set("FrameRate1=12"));
@@ -106,7 +106,7 @@ TEST(IpelaFamily, EachModelTakesSizesInItsOwnForm)
     };
     for (const Row& row : rows)
     {
-        Fixture fixture(row.model);
+        IpelaFixture fixture(row.model);
         EXPECT_EQ(row.status, fixture.Set(row.query)) << row.why;
         EXPECT_EQ(row.value, fixture.camera.Setting(row.name)) << row.why;
     }
@@ -148,14 +148,14 @@ TEST(IpelaFamily, ValuesAreChecked)
     };
     for (const Row& row : rows)
     {
-        Fixture fixture("SNC-EP580");
+        IpelaFixture fixture("SNC-EP580");
         EXPECT_EQ(row.status, fixture.Set(row.query)) << row.why;
     }
 }
 
 TEST(IpelaFamily, ARefusedRequestChangesNothingAtAll)
 {
-    Fixture fixture("SNC-EP580");
+    IpelaFixture fixture("SNC-EP580");
     const std::string before = fixture.Inquire();
     const ClientReply reply = fixture.client.Get("/command/camera.cgi?BitRate1=64&AudioIn=off&AudioInVolume=99");
     EXPECT_EQ(400u, reply.status);
@@ -165,14 +165,14 @@ TEST(IpelaFamily, ARefusedRequestChangesNothingAtAll)
 
 TEST(IpelaFamily, TheWiFiModelHasNoMpeg4)
 {
-    Fixture fixture("SNC-WR600");
+    IpelaFixture fixture("SNC-WR600");
     EXPECT_EQ(400u, fixture.Set("ImageCodec1=mpeg4"));
     EXPECT_EQ(200u, fixture.Set("ImageCodec1=h264&AudioIn=on&AudInCodec=g711_64&AutoRateCtrl1=off"));
 }
 
 TEST(IpelaFamily, AnotherCodecBringsASizeThatItHas)
 {
-    Fixture fixture("SNC-EP580");
+    IpelaFixture fixture("SNC-EP580");
     EXPECT_EQ(200u, fixture.Set("ImageSize1=1920,1080"));
     EXPECT_EQ(200u, fixture.Set("ImageCodec1=mpeg4"));
     EXPECT_EQ("1280,720", fixture.camera.Setting("ImageSize1"));
@@ -180,7 +180,7 @@ TEST(IpelaFamily, AnotherCodecBringsASizeThatItHas)
 
 TEST(IpelaFamily, TheRateIsCutToWhatTheSizeAllows)
 {
-    Fixture fixture("UNKNOWN");
+    IpelaFixture fixture("UNKNOWN");
     EXPECT_EQ(200u, fixture.Set("M4ImageSize=1920,0&M4FrameRate=30"));
     EXPECT_EQ("20", fixture.camera.Setting("M4FrameRate"));
 }
@@ -234,12 +234,12 @@ TEST(IpelaFamily, AnswersOnlyWhatTheCameraHas)
         {"the newer family's video", "SNC-RZ25", "/image1?UdpMode=unicast&UdpPort=5000", 404},
     };
     for (const Row& row : rows)
-        EXPECT_EQ(row.status, Fixture(row.model).client.Get(row.target).status) << row.why;
+        EXPECT_EQ(row.status, IpelaFixture(row.model).client.Get(row.target).status) << row.why;
 }
 
 TEST(IpelaFamily, TakesAPostedFormAndRefusesOtherMethods)
 {
-    Fixture fixture("SNC-EP580");
+    IpelaFixture fixture("SNC-EP580");
     EXPECT_EQ(200u, FetchWith(fixture.camera.Port(), "POST", "/command/camera.cgi", "BitRate1=64").status);
     EXPECT_EQ("64", fixture.camera.Setting("BitRate1"));
     const ClientReply refused = FetchWith(fixture.camera.Port(), "DELETE", "/command/camera.cgi", "BitRate1=128");
@@ -250,7 +250,7 @@ TEST(IpelaFamily, TakesAPostedFormAndRefusesOtherMethods)
 
 TEST(IpelaFamily, AHeadRequestGetsNoBody)
 {
-    Fixture fixture("SNC-EP580");
+    IpelaFixture fixture("SNC-EP580");
     fixture.client.SendRequest("HEAD", "/command/inquiry.cgi?inq=system");
     const ClientReply head = fixture.client.Receive(CTestClient::kPatience, true);
     EXPECT_EQ(200u, head.status);
@@ -261,7 +261,7 @@ TEST(IpelaFamily, AHeadRequestGetsNoBody)
 
 TEST(IpelaFamily, ForcedSettingsAreAnsweredAsTheyAre)
 {
-    Fixture fixture("SNC-RX550");
+    IpelaFixture fixture("SNC-RX550");
     CameraChange change;
     change.settings = {{"McVideoPort", "1023"}, {"UcAudioPort", std::nullopt}, {"Extra", "x"}};
     fixture.camera.Change(change);
@@ -273,7 +273,7 @@ TEST(IpelaFamily, ForcedSettingsAreAnsweredAsTheyAre)
 
 TEST(IpelaFamily, TheModelCanBeChangedWhileRunning)
 {
-    Fixture fixture("SNC-EP580");
+    IpelaFixture fixture("SNC-EP580");
     CameraChange change;
     change.model = "SNC-RZ25";
     change.standard = VideoStandard::Pal;

@@ -10,7 +10,6 @@ namespace
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kInterleaved = "RTP/AVP/TCP;unicast";
 constexpr const char* kReply =
     "RTSP/1.0 200 OK\r\nCSeq: 1\r\nPublic: OPTIONS, DESCRIBE, SETUP, PLAY, PAUSE, TEARDOWN, GET_PARAMETER, "
     "SET_PARAMETER\r\n\r\n";

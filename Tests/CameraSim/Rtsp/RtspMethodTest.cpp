@@ -7,7 +7,6 @@
 namespace
 {
 
-constexpr const char* kInterleaved = "RTP/AVP/TCP;unicast";
 constexpr const char* kMethods = "OPTIONS, DESCRIBE, SETUP, PLAY, PAUSE, TEARDOWN, GET_PARAMETER, SET_PARAMETER";
 
 class RtspMethod : public testing::Test

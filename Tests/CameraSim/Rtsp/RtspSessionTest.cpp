@@ -9,8 +9,6 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr const char* kInterleaved = "RTP/AVP/TCP;unicast";
-
 TEST(RtspSession, EndsWhenNoRequestComesInItsTime)
 {
     CRtspCamera camera({.rtsp = {.timeoutSeconds = 30}});

@@ -14,7 +14,6 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr const char* kInterleaved = "RTP/AVP/TCP;unicast";
 constexpr unsigned char kSenderReport = 200;
 constexpr unsigned char kGoodbye = 203;
 

@@ -26,6 +26,9 @@ struct InterleavedPacket
     std::string bytes;
 };
 
+/// A transport that third-party players ask for: media between the replies.
+inline constexpr const char* kInterleaved = "RTP/AVP/TCP;unicast";
+
 /// An RTSP client in an HTTP tunnel to a simulated camera on 127.0.0.1; every wait limited. One thread.
 class CTunnelClient
 {

@@ -15,13 +15,13 @@ namespace
 constexpr std::chrono::milliseconds kControlLimit{5000};
 constexpr int kHttpOk = 200;
 
-using Json = nlohmann::json;
+using StateJson = nlohmann::json;
 
 /// The camera's own settings are texts under names that differ between its generations.
 class CSettingTexts
 {
 public:
-    explicit CSettingTexts(const Json& settings) : m_settings(settings) {}
+    explicit CSettingTexts(const StateJson& settings) : m_settings(settings) {}
 
     /// The first of the names that the camera has.
     std::string Text(std::initializer_list<const char*> names) const
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    const Json& m_settings;
+    const StateJson& m_settings;
 };
 
 PictureFormat ReadPicture(const CSettingTexts& settings)
@@ -69,7 +69,7 @@ PictureFormat ReadPicture(const CSettingTexts& settings)
     return picture;
 }
 
-StreamSettings ReadSettings(const Json& json)
+StreamSettings ReadSettings(const StateJson& json)
 {
     const CSettingTexts texts(json);
     StreamSettings settings;
@@ -84,14 +84,14 @@ StreamSettings ReadSettings(const Json& json)
     return settings;
 }
 
-ReceivedRequest ReadRequest(const Json& entry)
+ReceivedRequest ReadRequest(const StateJson& entry)
 {
     ReceivedRequest request;
     request.method = entry.at("method");
     request.target = entry.at("target");
     request.status = entry.at("answer").at("status");
-    request.isAuthorized = std::ranges::any_of(entry.at("headers"),
-                                               [](const Json& header) { return header.at("name") == "Authorization"; });
+    request.isAuthorized = std::ranges::any_of(
+        entry.at("headers"), [](const StateJson& header) { return header.at("name") == "Authorization"; });
     return request;
 }
 } // namespace
@@ -112,9 +112,9 @@ auto CSimulatorClient::Read(const std::string& path, Reader&& reader)
     const std::string text = Get(path);
     try
     {
-        return reader(Json::parse(text));
+        return reader(StateJson::parse(text));
     }
-    catch (const Json::exception& error)
+    catch (const StateJson::exception& error)
     {
         throw std::runtime_error("the simulator's answer to " + path + " cannot be understood: " + error.what());
     }
@@ -127,8 +127,8 @@ CSimulatorClient::CSimulatorClient(std::string host, std::uint16_t port) : m_hos
 
 CameraAddress CSimulatorClient::Address()
 {
-    return Read("/state", [this](const Json& state) {
-        const Json& authentication = state.at("authentication");
+    return Read("/state", [this](const StateJson& state) {
+        const StateJson& authentication = state.at("authentication");
         CameraAddress address{m_host, state.at("ports").at("camera"), {}, {}};
         if (authentication.at("scheme") != "none")
         {
@@ -141,8 +141,8 @@ CameraAddress CSimulatorClient::Address()
 
 SimulatedCamera CSimulatorClient::Camera()
 {
-    return Read("/state", [](const Json& state) {
-        const Json& position = state.at("position");
+    return Read("/state", [](const StateJson& state) {
+        const StateJson& position = state.at("position");
         return SimulatedCamera{state.at("model"),
                                ReadSettings(state.at("settings")),
                                {position.at("pan"), position.at("tilt"), position.at("zoom")},
@@ -152,9 +152,9 @@ SimulatedCamera CSimulatorClient::Camera()
 
 std::vector<ReceivedRequest> CSimulatorClient::TakeRequests()
 {
-    return Read("/journal", [this](const Json& journal) {
+    return Read("/journal", [this](const StateJson& journal) {
         std::vector<ReceivedRequest> requests;
-        for (const Json& entry : journal)
+        for (const StateJson& entry : journal)
         {
             const std::uint64_t number = entry.at("number");
             if (number <= m_lastRequest)

@@ -8,6 +8,7 @@ packages=(
     wine wine32:i386
     libgtest-dev libgmock-dev libasio-dev libcli11-dev nlohmann-json3-dev
     libgcrypt20-dev libgpg-error-dev libgcrypt-mingw-w64-dev libgpg-error-mingw-w64-dev
+    ffmpeg
     "$@"
 )
 
