@@ -156,6 +156,20 @@ TEST_F(FaultDelivery, ChunkedBodiesAreWholeAndUnannounced)
     EXPECT_EQ(reply.body, m_client.Get(kSystem).body);
 }
 
+TEST_F(FaultDelivery, NothingFollowsAReplyThatHasNoBody)
+{
+    for (const char* fault : {"chunked:7*1", "truncate*1", "body-delay:1*1"})
+    {
+        SCOPED_TRACE(fault);
+        m_camera.AddFault("status:204*1");
+        m_camera.AddFault(fault);
+        const ClientReply reply = m_client.Get(kSystem);
+        EXPECT_EQ(204u, reply.status);
+        EXPECT_EQ("", reply.Header("Transfer-Encoding"));
+        EXPECT_EQ(200u, m_client.Get(kSystem).status) << "the connection stays in step";
+    }
+}
+
 TEST_F(FaultDelivery, DripSendsByteByByte)
 {
     m_camera.AddFault("drip:2*1");

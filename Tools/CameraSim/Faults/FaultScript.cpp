@@ -126,12 +126,15 @@ ReplyScript Build(const HttpReply& reply, const std::vector<Fault>& faults, bool
     }
 
     HttpReply sent = reply;
-    if (sent.status == 204 || sent.status == 304)
+    // Whatever followed the head of one of these would be read as the beginning of the next reply (RFC 9112, 6.3),
+    // so the faults of a body have nothing to act on.
+    const bool isBodiless = sent.status == 204 || sent.status == 304;
+    if (isBodiless)
         sent.body.clear();
     std::size_t announcedBytes = sent.body.size();
-    if (announcedBytes < 2 && Find(faults, FaultKind::Truncate))
+    if (announcedBytes < 2 && !isBodiless && Find(faults, FaultKind::Truncate))
         announcedBytes = kAnnouncedForNothing;
-    if (const Fault* fault = Find(faults, FaultKind::Chunked))
+    if (const Fault* fault = Find(faults, FaultKind::Chunked); fault && !isBodiless)
     {
         sent.headers.push_back({"Transfer-Encoding", "chunked"});
         sent.body = InChunks(sent.body, fault->sizeBytes);
@@ -144,7 +147,7 @@ ReplyScript Build(const HttpReply& reply, const std::vector<Fault>& faults, bool
         script.insert(script.end(), {ReplyStep::Send(head.substr(0, head.size() / 2)), ReplyStep::Close()});
     else if (Find(faults, FaultKind::DropAfterHeaders))
         script.insert(script.end(), {ReplyStep::Send(std::move(head)), ReplyStep::Close()});
-    else if (faults.empty())
+    else if (faults.empty() || isBodiless)
         // One write, as a camera's small reply travels in one packet.
         script.push_back(ReplyStep::Send(head + sent.body));
     else
