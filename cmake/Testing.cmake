@@ -1,7 +1,8 @@
-# quorvane_add_test(NAME SOURCES... [LIBS ...] [LOCKS ...] [SECOND_PREFIX] [TIMEOUT seconds] [ENV VAR=value ...])
+# quorvane_add_test(NAME SOURCES... [LIBS ...] [LOCKS ...] [PREFIX name] [TIMEOUT seconds] [ENV VAR=value ...])
 # One GoogleTest program, registered as one CTest test. LOCKS names what two tests must not use at the same time
-# (for instance "registry" for the machine-wide settings of the Wine prefix). SECOND_PREFIX runs it in a Wine prefix
-# beside the first: long tests that need the registry to themselves, and mostly wait, need not wait for each other.
+# (for instance "registry" for the machine-wide settings of the Wine prefix). PREFIX, "second" or "third", runs it in a
+# Wine prefix beside the first: long tests that need the registry to themselves, and mostly wait, need not wait for
+# each other. Tests that may take longest start first.
 enable_testing()
 if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
     message(FATAL_ERROR "The GoogleTest sources are missing; run './dev setup' first.")
@@ -18,7 +19,7 @@ target_precompile_headers(quorvane_test_headers PRIVATE <gmock/gmock.h> <gtest/g
 quorvane_build_quickly(quorvane_test_headers gtest gmock gmock_main)
 
 function(quorvane_add_test name)
-    cmake_parse_arguments(ARG "SECOND_PREFIX" "TIMEOUT" "SOURCES;LIBS;LOCKS;ENV" ${ARGN})
+    cmake_parse_arguments(ARG "" "PREFIX;TIMEOUT" "SOURCES;LIBS;LOCKS;ENV" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE quorvane_options GTest::gmock_main ${ARG_LIBS})
     target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/Backend/Common" "${CMAKE_SOURCE_DIR}/Backend/Common/Components/Quorvane")
@@ -28,10 +29,10 @@ function(quorvane_add_test name)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
-    if(ARG_SECOND_PREFIX)
-        list(TRANSFORM ARG_LOCKS APPEND "-second")
-        list(APPEND ARG_ENV "QUORVANE_WINEPREFIX=${CMAKE_SOURCE_DIR}/build/wineprefix-second")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_TIMEOUT})
+    if(ARG_PREFIX)
+        list(TRANSFORM ARG_LOCKS APPEND "-${ARG_PREFIX}")
+        list(APPEND ARG_ENV "QUORVANE_WINEPREFIX=${CMAKE_SOURCE_DIR}/build/wineprefix-${ARG_PREFIX}")
     endif()
     if(ARG_LOCKS)
         set_tests_properties(${name} PROPERTIES RESOURCE_LOCK "${ARG_LOCKS}")

@@ -12,14 +12,18 @@ ensure_setup
 configure_and_build native
 configure_and_build win32
 # Also creates a new prefix, outside of the tests' time limits.
-keep_wineserver wineprefix wineprefix-second
+keep_wineserver wineprefix wineprefix-second wineprefix-third
 clean_internet_cache
 
 status=0
-for preset in native win32; do
+run_tests() {
+    local preset=$1 parallel=$2
     rm -f "build/$preset/Testing/Temporary/LastTest.log"
-    ctest --preset "$preset" -j "$jobs" --no-tests=ignore "${filter[@]}" || status=1
-done
+    ctest --preset "$preset" -j "$parallel" --no-tests=ignore "${filter[@]}" || status=1
+}
+run_tests native "$jobs"
+# The long ones of these mostly wait, each in a prefix of its own.
+run_tests win32 $((jobs + 1))
 logs=()
 for preset in native win32; do
     [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")

@@ -8,7 +8,7 @@ namespace
 {
 using namespace std::string_literals;
 
-const std::string kStart = "\0\0\0\x01"s;
+const std::string kStartCode = "\0\0\0\x01"s;
 
 class VideoFile : public testing::Test
 {
@@ -32,7 +32,7 @@ TEST_F(VideoFile, AnnouncedSetsComeFirstAndPicturesFromTheFirstKeyOn)
     m_file.Write("\x41skipped");
     m_file.Write("\x65key");
     m_file.Write("\x41next");
-    EXPECT_EQ(kStart + "\x67s" + kStart + "\x68p" + kStart + "\x65key" + kStart + "\x41next", Finish(m_file));
+    EXPECT_EQ(kStartCode + "\x67s" + kStartCode + "\x68p" + kStartCode + "\x65key" + kStartCode + "\x41next", Finish(m_file));
 }
 
 TEST_F(VideoFile, WithoutAnnouncedSetsTheStreamsOwnAreAwaited)
@@ -47,7 +47,7 @@ TEST_F(VideoFile, WithoutAnnouncedSetsTheStreamsOwnAreAwaited)
                              "early",
                              "\x68p", "\x65key"})
         m_file.Write(unit);
-    EXPECT_EQ(kStart + "\x67s" + kStart + "\x68p" + kStart + "\x65key", Finish(m_file));
+    EXPECT_EQ(kStartCode + "\x67s" + kStartCode + "\x68p" + kStartCode + "\x65key", Finish(m_file));
 }
 
 TEST_F(VideoFile, AfterAnInterruptionTheNextKeyIsAwaited)
@@ -59,10 +59,10 @@ TEST_F(VideoFile, AfterAnInterruptionTheNextKeyIsAwaited)
     m_file.Write("\x41lost");
     m_file.Write("\x65"
                  "2");
-    EXPECT_EQ(kStart + "\x67s" + kStart + "\x68p" + kStart +
+    EXPECT_EQ(kStartCode + "\x67s" + kStartCode + "\x68p" + kStartCode +
                   "\x65"
                   "1" +
-                  kStart +
+                  kStartCode +
                   "\x65"
                   "2",
               Finish(m_file));
