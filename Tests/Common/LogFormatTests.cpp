@@ -76,6 +76,12 @@ TEST(LogFormat, WritesTexts)
         {"every spelling takes any text", Text(L"%S %ls %hs", L"a", "b", L"c"), L"a b c"},
         {"null wide text", Text(L"%s", noWide), L"(null)"},
         {"null 8-bit text", Text(L"%s", noNarrow), L"(null)"},
+        {"a long text is cut", Text(L"'%s' %d", std::wstring(LogFormat::kMaximumTextChars + 12, L'x'), 1),
+         L"'" + std::wstring(LogFormat::kMaximumTextChars, L'x') + L"... (12 more)' 1"},
+        {"a long 8-bit text, too", Text(L"%s", std::string(LogFormat::kMaximumTextChars + 1, 'x')),
+         std::wstring(LogFormat::kMaximumTextChars, L'x') + L"... (1 more)"},
+        {"the longest text is whole", Text(L"%s", std::string(LogFormat::kMaximumTextChars, 'x')),
+         std::wstring(LogFormat::kMaximumTextChars, L'x')},
         {"a percent sign in an argument is no conversion", Text(L"%s", L"%d%s%n"), L"%d%s%n"},
     });
 }

@@ -93,9 +93,11 @@ bool Argument::AppendText(std::wstring& result, std::size_t width) const
     const std::size_t countChars = m_kind == Kind::Wide ? m_wide.size() : m_narrow.size();
     if (width > countChars)
         result.append(width - countChars, L' ');
-    result += m_wide;
-    for (const char byte : m_narrow)
+    result += m_wide.substr(0, kMaximumTextChars);
+    for (const char byte : m_narrow.substr(0, kMaximumTextChars))
         result.push_back(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
+    if (countChars > kMaximumTextChars)
+        result += L"... (" + Digits(countChars - kMaximumTextChars, 10, false) + L" more)";
     return true;
 }
 

@@ -16,6 +16,9 @@ namespace LogFormat
 template <class T>
 concept Enumeration = std::is_enum_v<T>;
 
+/// What is logged of one text; the rest is counted. Cameras decide how long their answers are, not how long our lines.
+inline constexpr std::size_t kMaximumTextChars = 256 * 1024;
+
 /// One argument: a number of up to 64 bits or a text. Borrows texts; lives only for the formatting call.
 class Argument
 {
@@ -59,7 +62,8 @@ private:
 };
 
 /// Understands %d %i (the low 32 bits as a signed number, or 64 bits for a 64-bit argument), %u, %x (lower case),
-/// %X, %s %S %ls %hs (any text), %% and a width (at most 64) with an optional leading 0, as in %08x.
+/// %X, %s %S %ls %hs (any text, up to kMaximumTextChars), %% and a width (at most 64) with an optional leading 0, as
+/// in %08x.
 /// A conversion that is none of these, has no argument or one of the wrong kind becomes "(?)"; arguments left over
 /// are not written.
 std::wstring Format(std::wstring_view format, std::initializer_list<Argument> arguments);
