@@ -9,6 +9,20 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
+namespace
+{
+std::vector<AxisParameter> LinesOf(std::wstring_view reply)
+{
+    const CAxisLines lines = AxisReply::Lines(reply);
+    return {lines.begin(), lines.end()};
+}
+} // namespace
+
+// What allocates can fail.
+static_assert(noexcept(AxisReply::Lines(L"")) && noexcept(++AxisReply::Lines(L"").begin()) && noexcept(
+                  AxisReply::ValueOf(L"", L"")),
+              "a reply of millions of lines costs no memory beside itself");
+
 TEST(AxisReply, LinesAreSplitAtTheFirstEqualsSignAndTrimmed)
 {
     const struct
@@ -34,7 +48,7 @@ TEST(AxisReply, LinesAreSplitAtTheFirstEqualsSignAndTrimmed)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        EXPECT_THAT(AxisReply::Lines(row.reply), ElementsAreArray(row.lines));
+        EXPECT_THAT(LinesOf(row.reply), ElementsAreArray(row.lines));
     }
 }
 
@@ -155,6 +169,15 @@ TEST(AxisReply, ResolutionsAreSizesSeparatedByCommas)
         EXPECT_FALSE(AxisReply::ToResolutions(none).has_value()) << testing::PrintToString(none);
 }
 
+TEST(AxisReply, ResolutionsAreBoundedInNumber)
+{
+    std::wstring text;
+    for (std::size_t i = 0; i < AxisReply::kMaximumResolutions; ++i)
+        text += L"1x1,";
+    EXPECT_EQ(AxisReply::kMaximumResolutions, AxisReply::ToResolutions(text).value().size());
+    EXPECT_FALSE(AxisReply::ToResolutions(text + L"1x1").has_value());
+}
+
 TEST(AxisReply, TimeGrowsWithTheLengthAlone)
 {
     // A search that began anew for every line would take minutes for these.
@@ -164,9 +187,9 @@ TEST(AxisReply, TimeGrowsWithTheLengthAlone)
     std::wstring shortLines;
     for (std::size_t i = 0; i < count; ++i)
         shortLines += L"a\n";
-    EXPECT_EQ(1u, AxisReply::Lines(equalsSigns).size());
-    EXPECT_THAT(AxisReply::Lines(lineFeeds), IsEmpty());
-    EXPECT_EQ(count, AxisReply::Lines(shortLines).size());
+    EXPECT_EQ(1u, LinesOf(equalsSigns).size());
+    EXPECT_THAT(LinesOf(lineFeeds), IsEmpty());
+    EXPECT_EQ(count, LinesOf(shortLines).size());
     EXPECT_EQ(L"", AxisReply::ValueOf(shortLines, L".PCount"));
     EXPECT_FALSE(AxisReply::ToResolutions(std::wstring(count, L'x')).has_value());
     EXPECT_FALSE(AxisReply::ReadImageSize(shortLines).has_value());

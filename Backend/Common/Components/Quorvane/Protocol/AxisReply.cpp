@@ -37,19 +37,17 @@ bool AxisParameter::IsNamedWith(std::wstring_view part) const noexcept
     return name.find(part, 1) != kNone;
 }
 
-std::vector<AxisParameter> AxisReply::Lines(std::wstring_view reply)
+CAxisLines::Iterator& CAxisLines::Iterator::operator++() noexcept
 {
-    std::vector<AxisParameter> lines;
-    while (!reply.empty())
-    {
-        const std::wstring_view line = TextUtil::Trim(TakePart(reply, L'\n'));
-        if (!line.empty())
-            lines.push_back(Split(line));
-    }
-    return lines;
+    std::wstring_view line;
+    while (line.empty() && !m_rest.empty())
+        line = TextUtil::Trim(TakePart(m_rest, L'\n'));
+    m_hasLine = !line.empty();
+    m_line = Split(line);
+    return *this;
 }
 
-std::wstring_view AxisReply::ValueOf(std::wstring_view reply, std::wstring_view part)
+std::wstring_view AxisReply::ValueOf(std::wstring_view reply, std::wstring_view part) noexcept
 {
     std::wstring_view value;
     for (const AxisParameter& line : Lines(reply))
@@ -87,7 +85,7 @@ std::optional<std::vector<AxisPictureSize>> AxisReply::ToResolutions(std::wstrin
         std::wstring_view height = TextUtil::Trim(TakePart(text, L','));
         const std::wstring_view width = TakePart(height, L'x');
         const AxisPictureSize size{ToNumber(width), ToNumber(height)};
-        if (size.width == 0 || size.height == 0)
+        if (size.width == 0 || size.height == 0 || sizes.size() == kMaximumResolutions)
             return std::nullopt;
         sizes.push_back(size);
     }
