@@ -222,6 +222,17 @@ TEST(SequenceNumberList, IsBoundedAndKeepsWholeNumbers)
     EXPECT_GT(list.size() + 6, most) << "as many as fit";
 }
 
+TEST(SequenceNumberList, LeavesOutWhatIsNoText)
+{
+    std::vector<RtpInfoEntry> entries(5);
+    entries[0].seq = "1";
+    entries[1].seq = std::string("2\0003", 3);
+    entries[2].seq = "4\n5";
+    entries[3].seq = "%s%n \xFF";
+    entries[4].seq = "\x7F";
+    EXPECT_EQ("1,%s%n \xFF", RtspHeaders::SequenceNumberList(entries));
+}
+
 TEST(KeepAlivePeriod, IsFourFifthsOfTheTimeout)
 {
     EXPECT_EQ(48'000u, RtspHeaders::KeepAlivePeriodMs(60));

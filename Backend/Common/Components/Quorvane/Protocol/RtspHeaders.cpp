@@ -43,6 +43,11 @@ std::uint16_t ToUint16(std::string_view text) noexcept
     return static_cast<std::uint16_t>(TextUtil::ToNumber(text));
 }
 
+bool IsControl(char character) noexcept
+{
+    return static_cast<unsigned char>(character) < ' ' || character == '\x7F';
+}
+
 void TakeServerPorts(std::string_view value, RtspTransport& transport) noexcept
 {
     const std::size_t hyphen = value.find('-');
@@ -161,7 +166,7 @@ std::string RtspHeaders::SequenceNumberList(const std::vector<RtpInfoEntry>& ent
     std::string list;
     for (const RtpInfoEntry& entry : entries)
     {
-        if (entry.seq.empty())
+        if (entry.seq.empty() || std::ranges::any_of(entry.seq, IsControl))
             continue;
         if (list.size() + entry.seq.size() > kMaximumSequenceListChars)
             break;

@@ -52,7 +52,7 @@ std::wstring FormatTransportHeader(const RtspTransport& transport);
 std::vector<RtpInfoEntry> ParseRtpInfoHeader(std::string_view value);
 
 /// The sequence numbers of the entries that have one, separated by commas; whole numbers, and at most
-/// kMaximumSequenceListChars characters of them.
+/// kMaximumSequenceListChars characters of them. One with a control character in it, a NUL for instance, is none.
 std::string SequenceNumberList(const std::vector<RtpInfoEntry>& entries);
 
 /// How often a session of that time-out is kept alive.
