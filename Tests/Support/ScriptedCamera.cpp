@@ -146,6 +146,11 @@ bool CScriptedCamera::Send(SOCKET connection, const ScriptedReply& reply)
     const std::size_t pieceBytes = reply.pieceBytes != 0 ? reply.pieceBytes : reply.bytes.size();
     for (std::size_t sent = 0; sent < reply.bytes.size();)
     {
+        if (sent != 0 && reply.pauseMs != 0)
+        {
+            std::unique_lock lock(m_mutex);
+            m_arrived.wait_for(lock, std::chrono::milliseconds(reply.pauseMs), [this] { return m_stopping; });
+        }
         const std::size_t count = std::min(pieceBytes, reply.bytes.size() - sent);
         if (!Loopback::SendAll(connection, std::string_view(reply.bytes).substr(sent, count)))
             return false;

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -123,6 +124,20 @@ BOOL WINAPI QueryInfoInVain(HINTERNET, DWORD, LPVOID, DWORD* sizeBytes, DWORD*)
     const bool isFirst = *sizeBytes < 1000;
     *sizeBytes = 1000;
     ::SetLastError(isFirst ? ERROR_INSUFFICIENT_BUFFER : kRefusal);
+    return FALSE;
+}
+/// One byte more than is taken. A second question would be answered.
+BOOL WINAPI QueryLongHeader(HINTERNET, DWORD, LPVOID buffer, DWORD* sizeBytes, DWORD*)
+{
+    constexpr DWORD kTooLong = CAsyncHttpRequest::kMaximumHeaderBytes + 1;
+    if (*sizeBytes >= kTooLong)
+    {
+        std::memset(buffer, 'x', kTooLong);
+        *sizeBytes = kTooLong;
+        return TRUE;
+    }
+    *sizeBytes = kTooLong;
+    ::SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return FALSE;
 }
 
@@ -253,6 +268,11 @@ TEST_F(HttpRequestFailure, RefusedCallEndsTheRequestAndNothingElse)
          {L"1 CAsyncHttpRequest::HttpQueryInfoStringA, insufficient buffer, try again with new buffer size = 1000, "
           L"dwInfoLevel = 40",
           L"8 CAsyncHttpRequest::HttpQueryInfoStringA, HttpQueryInfo failed, dwLastError = 4711, dwInfoLevel = 40",
+          L"1 CAsyncHttpRequest::SendRequest, failed to get authenticate header, url: 'x'"}},
+        {&s_queryInfoASlot,
+         reinterpret_cast<void*>(&QueryLongHeader),
+         401,
+         {L"8 CAsyncHttpRequest::HttpQueryInfoStringA, header of 65537 bytes given up, dwInfoLevel = 40",
           L"1 CAsyncHttpRequest::SendRequest, failed to get authenticate header, url: 'x'"}},
         {&s_addHeadersSlot,
          Refuse<decltype(::HttpAddRequestHeadersA)>(),

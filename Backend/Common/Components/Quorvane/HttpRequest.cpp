@@ -6,6 +6,7 @@
 #include "Protocol/ServerTable.h"
 #include "TextEncoding/Encoding.h"
 #include "Win32/RegistryKey.h"
+#include "Win32/TimeLimit.h"
 
 #include <algorithm>
 #include <cstring>
@@ -34,11 +35,17 @@ DWORD RequestTimeLimitMs(DWORD callersLimitMs)
     return limitMs > 0 ? static_cast<DWORD>(limitMs) : callersLimitMs;
 }
 
-/// `limitMs` plus `extraMs`, short of the value that means "for ever".
+/// Short of the value that means "for ever".
+constexpr DWORD kLongestMs = std::numeric_limits<DWORD>::max() - 1;
+
 DWORD LongerBy(DWORD limitMs, DWORD extraMs)
 {
-    constexpr DWORD kLongestMs = std::numeric_limits<DWORD>::max() - 1;
     return limitMs < kLongestMs - extraMs ? limitMs + extraMs : kLongestMs;
+}
+
+DWORD Times(DWORD limitMs, DWORD factor)
+{
+    return limitMs < kLongestMs / factor ? limitMs * factor : kLongestMs;
 }
 
 /// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text.
@@ -437,6 +444,8 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
                                     std::wstring& response)
 {
     CRequestBlock& block = request.Block();
+    const DWORD wholeLimitMs = Times(timeoutMs, kBodyTimeLimits);
+    const CTimeLimit wholeLimit(wholeLimitMs);
     std::size_t totalBytes = 0;
     for (;;)
     {
@@ -451,6 +460,13 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
         {
             Log(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than %d bytes given up, url = '%s'",
                 kMaximumResponseBytes, url);
+            return E_FAIL;
+        }
+        if (wholeLimit.RemainingMs() == 0)
+        {
+            Log(LogLevel::Error,
+                L"CAsyncHttpRequest::SendRequest, response not complete after %d ms, given up, url = '%s'",
+                wholeLimitMs, url);
             return E_FAIL;
         }
         block.readBuffer[block.bytesRead] = '\0';
@@ -497,6 +513,10 @@ std::string CAsyncHttpRequest::HttpQueryInfoStringA(HINTERNET request, DWORD inf
     bool found = ::HttpQueryInfoA(request, infoLevel, text.data(), &sizeBytes, nullptr) != FALSE;
     if (!found && ::GetLastError() == ERROR_INSUFFICIENT_BUFFER)
     {
+        if (sizeBytes > kMaximumHeaderBytes)
+            return LogFailure(std::string(), LogLevel::Error,
+                              L"CAsyncHttpRequest::HttpQueryInfoStringA, header of %d bytes given up, dwInfoLevel = %d",
+                              sizeBytes, infoLevel);
         Log(LogLevel::Debug,
             L"CAsyncHttpRequest::HttpQueryInfoStringA, insufficient buffer, try again with new buffer size = %d, "
             L"dwInfoLevel = %d",

@@ -49,7 +49,8 @@ public:
     /// `statusCode` receives the HTTP status, or the failure of the exchange when there was none; `response` the body,
     /// decoded from the system's ANSI code page, empty on failure.
     /// `timeoutMs` limits each wait: for the response headers (twice when credentials are asked for) and for every
-    /// 4095 bytes of body. The registry value CameraCGICommandTimeout replaces it.
+    /// 4095 bytes of body, and kBodyTimeLimits times it the body as a whole. The registry value
+    /// CameraCGICommandTimeout replaces it.
     /// S_OK (also for status 500, whose body the caller wants); kRequestTimeout when no answer came in time;
     /// E_FAIL for every other failure, a failing HTTP status included; E_UNEXPECTED when not connected.
     [[nodiscard]] HRESULT SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
@@ -65,9 +66,15 @@ public:
     static constexpr DWORD kCloseWaitMs = 2000;
     /// A longer body is given up: what a camera sends must not exhaust the host's address space.
     static constexpr std::size_t kMaximumResponseBytes = 16u * 1024 * 1024;
+    /// Nor may it, with a few bytes now and then, keep a caller for hours. Of no importance up to 64 KB of body,
+    /// however slow.
+    static constexpr DWORD kBodyTimeLimits = 16;
+    /// A longer header is given up: the challenge among them stays as long as the connection.
+    static constexpr DWORD kMaximumHeaderBytes = 64 * 1024;
 
 protected:
-    /// One header of the answer as 8-bit text, empty on failure. `infoLevel` is an HTTP_QUERY_... value.
+    /// One header of the answer as 8-bit text, empty on failure and when it is longer than kMaximumHeaderBytes.
+    /// `infoLevel` is an HTTP_QUERY_... value.
     [[nodiscard]] static std::string HttpQueryInfoStringA(HINTERNET request, DWORD infoLevel);
     /// The same, decoded from ISO-8859-1.
     [[nodiscard]] static std::wstring HttpQueryInfoString(HINTERNET request, DWORD infoLevel);
