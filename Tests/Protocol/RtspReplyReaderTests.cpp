@@ -302,6 +302,62 @@ TEST(RtspReplyReader, HoldsABoundedNumberOfBytes)
     EXPECT_LE(reader.TakeReply().size(), CRtspReplyReader::kMaximumHeldBytes);
 }
 
+TEST(RtspReplyReader, HoldsABoundedHeaderBlock)
+{
+    constexpr std::size_t kMost = CRtspReplyReader::kMaximumHeadBytes;
+    const std::string start = "RTSP/1.0 200 OK\r\nA: ";
+    const std::string end = "\r\nContent-Length: 1\r\n\r\n";
+    const auto head = [&](std::size_t lengthBytes) {
+        return start + std::string(lengthBytes - start.size() - end.size(), 'x') + end;
+    };
+    {
+        CRtspReplyReader reader;
+        ASSERT_TRUE(reader.Append(head(kMost) + "b"));
+        EXPECT_TRUE(reader.IsComplete()) << "as long as one may be";
+        EXPECT_FALSE(reader.IsHeadTooLong());
+        EXPECT_EQ(head(kMost) + "b", reader.TakeReply());
+    }
+    {
+        CRtspReplyReader reader;
+        EXPECT_FALSE(reader.Append(head(kMost + 1) + "b")) << "whole, in one piece";
+        EXPECT_TRUE(reader.IsHeadTooLong());
+        EXPECT_FALSE(reader.IsComplete());
+        reader.Clear();
+        EXPECT_FALSE(reader.IsHeadTooLong());
+        ASSERT_TRUE(reader.Append(Reply(1)));
+        EXPECT_EQ(Reply(1), reader.TakeReply());
+    }
+    {
+        CRtspReplyReader reader;
+        ASSERT_TRUE(reader.Append(start));
+        std::size_t held = start.size();
+        for (; reader.Append(std::string(1000, 'x')); held += 1000)
+            ASSERT_LE(held, kMost) << "in pieces, with no end";
+        EXPECT_TRUE(reader.IsHeadTooLong());
+    }
+    {
+        CRtspReplyReader reader;
+        ASSERT_TRUE(reader.Append(start + std::string(1000, 'x')));
+        reader.GiveUp(1);
+        bool isTaken = true;
+        for (std::size_t held = 0; isTaken && held <= kMost; held += 1000)
+            isTaken = reader.Append(std::string(1000, 'x'));
+        EXPECT_FALSE(isTaken) << "the rest of one that was given up, too";
+    }
+}
+
+TEST(RtspReplyReader, HeaderBlockBehindAnotherReplyIsBoundedToo)
+{
+    CRtspReplyReader reader;
+    const std::string first = Reply(1, "body");
+    EXPECT_TRUE(
+        reader.Append(first + "RTSP/1.0 200 OK\r\n" + std::string(2 * CRtspReplyReader::kMaximumHeadBytes, 'x')));
+    EXPECT_EQ(first, reader.TakeReply());
+    EXPECT_FALSE(reader.IsComplete());
+    EXPECT_FALSE(reader.Append("x"));
+    EXPECT_TRUE(reader.IsHeadTooLong());
+}
+
 TEST(RtspReplyReader, TakenRepliesMakeRoom)
 {
     CRtspReplyReader reader;
@@ -317,7 +373,7 @@ TEST(RtspReplyReader, TakenRepliesMakeRoom)
 // Quadratic work on a header block of this size would take hours.
 TEST(RtspReplyReader, LooksAtABoundedNumberOfBytesForEachOneThatComes)
 {
-    CRtspReplyReader reader;
+    CRtspReplyReader reader(CRtspReplyReader::kMaximumHeldBytes, CRtspReplyReader::kMaximumHeldBytes);
     const std::string line = "A: " + std::string(2 * 1024 * 1024, 'x') + "\r\n";
     ASSERT_TRUE(reader.Append("RTSP/1.0 200 OK\r\nContent-Length: 200000\r\n"));
     for (const char& byte : line)

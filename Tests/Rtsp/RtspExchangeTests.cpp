@@ -515,6 +515,24 @@ TEST_F(RtspExchange, ReplyThatIsTooLongClosesItsTunnel)
     }
 }
 
+// The rest of an endless one would come for as long as the camera likes.
+TEST_F(RtspExchange, HeaderThatIsTooLongClosesItsTunnel)
+{
+    Open(2000);
+    const std::size_t before = m_camera.Tunnel().TunnelCount();
+    m_camera.Enqueue([](const std::string&) {
+        TunnelReply reply{"RTSP/1.0 200 OK\r\n"};
+        for (int i = 0; i < 10'000; ++i)
+            reply.bytes += "X" + std::to_string(i) + ": y\r\n";
+        return reply;
+    });
+    EXPECT_FALSE(m_client->GetParameter());
+    EXPECT_EQ(1u, m_log.Count(L"CRtspClient::DoSendRtspRequest, response header longer than 65536 bytes, rtsp command: "
+                              L"'GET_PARAMETER'"));
+    EXPECT_TRUE(m_client->GetOptions()) << "by a reply of its own";
+    EXPECT_EQ(before + 1, m_camera.Tunnel().TunnelCount());
+}
+
 class RtspLoss : public RtspClientTest, public ::testing::WithParamInterface<std::tuple<TunnelSide, bool, int>>
 {
 };

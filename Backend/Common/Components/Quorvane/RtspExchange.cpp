@@ -193,6 +193,8 @@ bool CRtspExchange::ReadReply(const RtspRequest& request, std::string& text, Rts
         if (!wholeLimit)
             wholeLimit.emplace(m_limits.wholeReplyMs);
         ReadOtherPieces(request, *wholeLimit);
+        if (m_replies.IsHeadTooLong())
+            return false; // as KeepPiece has told
         text = m_replies.TakeReply();
         if (!response.ParseResponse(text))
             return LogFailure(false, LogLevel::Debug,
@@ -273,6 +275,10 @@ try
         return true;
     // Where the next reply begins is not known any more: it comes through a new tunnel.
     m_connection.Close();
+    if (m_replies.IsHeadTooLong())
+        return LogFailure(false, LogLevel::Debug,
+                          L"CRtspClient::DoSendRtspRequest, response header longer than %d bytes, rtsp command: '%s'",
+                          CRtspReplyReader::kMaximumHeadBytes, request.method);
     return LogFailure(false, LogLevel::Debug,
                       L"CRtspClient::DoSendRtspRequest, response longer than %d bytes, rtsp command: '%s'",
                       m_limits.heldBytes, request.method);

@@ -3,6 +3,7 @@
 #include "Protocol/TextUtil.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -32,7 +33,12 @@ bool CRtspReplyReader::Append(std::string_view data)
     if (m_isTaken)
         DropTakenBefore(pieceStart);
     Advance();
-    return true;
+    return !IsHeadTooLong();
+}
+
+bool CRtspReplyReader::IsHeadTooLong() const noexcept
+{
+    return (m_bodyStart != 0 ? m_bodyStart : m_buffer.size()) - m_start > m_maximumHeadBytes;
 }
 
 bool CRtspReplyReader::IsComplete() const noexcept
@@ -60,7 +66,9 @@ std::string CRtspReplyReader::TakeReply()
         return m_buffer.substr(m_start);
     }
     const std::size_t end = ReplyEnd();
-    std::string text = m_buffer.substr(m_start, end - m_start);
+    // A long reply is alone there as a rule: no second copy of it.
+    const bool isAlone = m_start == 0 && end == m_buffer.size();
+    std::string text = isAlone ? std::exchange(m_buffer, {}) : m_buffer.substr(m_start, end - m_start);
     Discard(end);
     Advance();
     return text;
@@ -128,6 +136,11 @@ void CRtspReplyReader::FindHeaderBlock()
     if (position == std::string::npos)
         return;
     const std::size_t bodyStart = position + kBlankLine.size();
+    if (bodyStart - m_start > m_maximumHeadBytes)
+    {
+        m_bodyStart = bodyStart;
+        return;
+    }
     RtspResponse header;
     header.ParseResponse(std::string_view(m_buffer).substr(m_start, bodyStart - m_start));
     m_bodyStart = bodyStart;
@@ -137,7 +150,7 @@ void CRtspReplyReader::FindHeaderBlock()
 
 bool CRtspReplyReader::HasWholeReply() const noexcept
 {
-    return m_bodyStart != 0 && BodyLength() >= ContentLength();
+    return m_bodyStart != 0 && !IsHeadTooLong() && BodyLength() >= ContentLength();
 }
 
 std::size_t CRtspReplyReader::ReplyEnd() const noexcept
@@ -167,4 +180,7 @@ void CRtspReplyReader::Compact() noexcept
     m_bodyStart -= m_bodyStart != 0 ? m_start : 0;
     m_undecided -= m_undecided != 0 ? m_start : 0;
     m_start = 0;
+    // What a long reply took is not kept for the life of the tunnel.
+    if (m_buffer.capacity() > kMaximumHeadBytes && m_buffer.size() < m_buffer.capacity() / 4)
+        m_buffer.shrink_to_fit();
 }

@@ -22,17 +22,22 @@ class CRtspReplyReader
 {
 public:
     static constexpr std::size_t kMaximumHeldBytes = 16u * 1024 * 1024;
+    /// Of them a header block: its lines take many times their length once they are taken apart.
+    static constexpr std::size_t kMaximumHeadBytes = 64u * 1024;
     /// More unanswered requests than this are not remembered: a camera that leaves so many does not answer them later.
     static constexpr std::size_t kMaximumGivenUp = 64;
 
-    explicit CRtspReplyReader(std::size_t maximumHeldBytes = kMaximumHeldBytes) noexcept
-        : m_maximumHeldBytes(maximumHeldBytes)
+    explicit CRtspReplyReader(std::size_t maximumHeldBytes = kMaximumHeldBytes,
+                              std::size_t maximumHeadBytes = kMaximumHeadBytes) noexcept
+        : m_maximumHeldBytes(maximumHeldBytes), m_maximumHeadBytes(maximumHeadBytes)
     {
     }
 
-    /// Takes what one read brought. False when that is more than can be held: nothing of it is kept then, and what
-    /// comes later on this tunnel is no reply any more; the same after an exception.
+    /// Takes what one read brought. False when that is more than can be held, or when the next reply has too long a
+    /// header block: what comes later on this tunnel is no reply any more; the same after an exception.
     [[nodiscard]] bool Append(std::string_view data);
+    /// Which of the two it was.
+    bool IsHeadTooLong() const noexcept;
 
     /// The next reply is there as a whole.
     bool IsComplete() const noexcept;
@@ -72,6 +77,7 @@ private:
     void Compact() noexcept;
 
     std::size_t m_maximumHeldBytes;
+    std::size_t m_maximumHeadBytes;
     std::string m_buffer;
     std::size_t m_start = 0;     ///< of the next reply
     std::size_t m_scanned = 0;   ///< no blank line begins before this position
