@@ -72,6 +72,7 @@ TEST(Advice, SaysWhatToDoWhereTheCodeAppears)
         {"a volume", HResults::kInvalidArgument, Activity::kSetVolume, "-10 and 10"},
         {"an area", HResults::kInvalidArgument, Activity::kArea, "negative"},
         {"an operation that the family lacks", HResults::kNotImplemented, Activity::kMove, "family"},
+        {"started before it was set up", HResults::kUnexpected, Activity::kStream, "avcommand stream"},
         {"no answer in time", HResults::kTimeOut, Activity::kRead, "in time"},
         {"an HTTP status", HResults::FromBits(0x800C0194), Activity::kMove, "HTTP status 404"},
         {"refused after connecting", HResults::kFail, Activity::kMove, "ORBELL_LOG_FILE"},

@@ -114,6 +114,10 @@ std::string For(HResult hr, Activity activity, const std::string& camera)
     case HResults::kTimeOut:
         return "the camera did not answer in time; check that it is on and reachable";
     case HResults::kUnexpected:
+        if (activity == Activity::kStream)
+            return "a camera that streams over RTSP wants its streams set up first, as 'avcommand stream' does; "
+                   "otherwise " +
+                   kSeeLog;
         return "the camera's answer or the order of the calls makes no sense to the component; " + kSeeLog;
     case HResults::kOutOfMemory:
         return "memory is short";
