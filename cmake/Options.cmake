@@ -18,6 +18,10 @@ if(QUORVANE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
+if(QUORVANE_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    include_directories(SYSTEM "${CMAKE_SOURCE_DIR}/Tests/Fuzz/Clang14")
+endif()
 
 # Compiles several sources at once: for targets whose headers (asio, JSON) cost more than their own lines. Sources of
 # one target then share their unnamed namespaces.
