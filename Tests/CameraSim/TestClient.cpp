@@ -52,6 +52,7 @@ CTestClient::Outcome CTestClient::ReadMore(std::chrono::steady_clock::time_point
         m_buffer.append(bytes.data(), count);
         if (error != asio::error::operation_aborted)
             outcome = error ? Outcome::Closed : Outcome::Read;
+        m_wasReset = m_wasReset || error == asio::error::connection_reset;
     });
     m_context.restart();
     m_context.run_until(deadline);
@@ -153,6 +154,11 @@ bool CTestClient::WaitForClose(std::chrono::milliseconds patience)
         outcome = ReadMore(deadline);
     }
     return outcome == Outcome::Closed;
+}
+
+bool CTestClient::WasReset() const noexcept
+{
+    return m_wasReset;
 }
 
 void CTestClient::Close()

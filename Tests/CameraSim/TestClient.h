@@ -42,6 +42,8 @@ public:
     std::string ReceiveAll(std::chrono::milliseconds patience = kPatience);
     /// True when the server closes in time; what it sends meanwhile is thrown away.
     bool WaitForClose(std::chrono::milliseconds patience = kPatience);
+    /// The connection has ended, and not in order.
+    bool WasReset() const noexcept;
     void Close();
 
 private:
@@ -57,6 +59,7 @@ private:
     asio::io_context m_context;
     asio::ip::tcp::socket m_socket;
     std::string m_buffer;
+    bool m_wasReset = false;
 };
 
 /// One request on a connection of its own.

@@ -179,6 +179,110 @@ TEST_F(FaultDelivery, DripSendsByteByByte)
     EXPECT_GE(Clock::now() - started, 2ms * (reply.head.size() + reply.body.size() - 1));
 }
 
+TEST_F(FaultDelivery, ResetIsNoOrderlyClose)
+{
+    m_camera.AddFault("reset*1");
+    m_client.SendRequest("GET", kSystem);
+    EXPECT_EQ("", m_client.ReceiveAll());
+    EXPECT_TRUE(m_client.WasReset());
+    EXPECT_EQ(0u, m_camera.Journal().back().status);
+    CTestClient cut(m_port);
+    m_camera.AddFault("truncate*1");
+    m_camera.AddFault("reset*1");
+    cut.SendRequest("GET", kSystem);
+    cut.ReceiveAll();
+    EXPECT_TRUE(cut.WasReset());
+    CTestClient dropped(m_port);
+    m_camera.AddFault("drop*1");
+    dropped.SendRequest("GET", kSystem);
+    EXPECT_EQ("", dropped.ReceiveAll());
+    EXPECT_FALSE(dropped.WasReset());
+}
+
+TEST_F(FaultDelivery, HalfCloseAnswersAndListensOn)
+{
+    m_camera.AddFault("half-close*1");
+    EXPECT_EQ(kSystemBytes, m_client.Get(kSystem).body.size());
+    EXPECT_TRUE(m_client.WaitForClose());
+    // Were it closed altogether, the second of these would be reset.
+    m_client.SendRequest("GET", kSystem);
+    EXPECT_EQ(200u, Fetch(m_port, kSystem).status);
+    m_client.SendRequest("GET", kSystem);
+    EXPECT_EQ("", m_client.ReceiveAll(200ms));
+    EXPECT_FALSE(m_client.WasReset());
+    EXPECT_EQ(2u, m_camera.Journal().size()) << "nothing is answered any more";
+}
+
+TEST_F(FaultDelivery, InterimRepliesComeBeforeTheAnswer)
+{
+    m_camera.AddFault("interim*1");
+    m_camera.AddFault("interim:103*1");
+    m_client.SendRequest("GET", kSystem);
+    EXPECT_EQ("HTTP/1.1 100 Interim\r\n\r\n", m_client.Receive().head);
+    EXPECT_EQ("HTTP/1.1 103 Interim\r\n\r\n", m_client.Receive().head);
+    EXPECT_EQ(kSystemBytes, m_client.Receive().body.size());
+}
+
+TEST_F(FaultDelivery, HeadsCanBeOversized)
+{
+    m_camera.AddFault("big-head:70000*1");
+    EXPECT_EQ(std::string(70000, 'x'), m_client.Get(kSystem).Header("X-Padding"));
+    m_camera.AddFault("many-headers:300*1");
+    const ClientReply reply = m_client.Get(kSystem);
+    EXPECT_EQ("x", reply.Header("X-Header-0"));
+    EXPECT_EQ("x", reply.Header("X-Header-299"));
+    EXPECT_EQ("", reply.Header("X-Header-300"));
+    EXPECT_EQ(kSystemBytes, reply.body.size()) << "the answer stays";
+}
+
+TEST_F(FaultDelivery, TheLengthCanBeAnything)
+{
+    for (const char* length : {"5", "1000000", "-1", "99999999999999999999", "x", ""})
+    {
+        CTestClient client(m_port);
+        m_camera.AddFault(std::string("length:") + length + "*1");
+        client.SendRequest("GET", kSystem);
+        const std::string bytes = client.ReceiveSome();
+        EXPECT_NE(std::string::npos, bytes.find("\r\nContent-Length: " + std::string(length) + "\r\n")) << bytes;
+        EXPECT_EQ(bytes.find("Content-Length"), bytes.rfind("Content-Length"));
+    }
+}
+
+TEST_F(FaultDelivery, RedirectsGoWhereTheyAreTold)
+{
+    m_camera.AddFault("redirect*1");
+    const ClientReply reply = m_client.Get(kSystem);
+    EXPECT_EQ(302u, reply.status);
+    EXPECT_EQ("/", reply.Header("Location"));
+    m_camera.AddFault("redirect:http://127.0.0.1:1/x*1");
+    EXPECT_EQ("http://127.0.0.1:1/x", m_client.Get(kSystem).Header("Location"));
+}
+
+TEST_F(FaultDelivery, CredentialsCanBeRefusedForEver)
+{
+    m_camera.AddFault("challenge");
+    EXPECT_EQ("Basic realm=\"Camera\"", m_client.Get(kSystem).Header("WWW-Authenticate"))
+        << "also by a camera that asks for none";
+    AuthenticationOptions digest;
+    digest.scheme = AuthenticationScheme::Digest;
+    m_camera.SetAuthentication(digest);
+    const ClientReply first = m_client.Get(kSystem);
+    const auto answer = DigestAnswer::To(first.Header("WWW-Authenticate"));
+    const ClientReply second = m_client.Get(kSystem, "Authorization: " + answer.Text() + "\r\n");
+    EXPECT_EQ(401u, second.status);
+    EXPECT_NE(first.Header("WWW-Authenticate"), second.Header("WWW-Authenticate")) << "a fresh nonce each time";
+}
+
+TEST_F(FaultDelivery, TrickleSendsTheBodyInPieces)
+{
+    m_camera.AddFault("big-body:9000*1");
+    m_camera.AddFault("trickle:100*1");
+    const auto started = Clock::now();
+    const ClientReply reply = m_client.Get(kSystem);
+    EXPECT_EQ(9000u, reply.body.size());
+    EXPECT_GE(Clock::now() - started, 200ms) << "two pauses between three pieces";
+}
+
 TEST_F(FaultDelivery, BodyReplacesTheAnswer)
 {
     m_camera.OverrideBody("command/inquiry.cgi?inq=camera", "VideoStd=PAL");
@@ -197,9 +301,10 @@ TEST_F(FaultDelivery, AReplacedAnswerMeansThatNothingWasDone)
         bool done;
     };
     const Row rows[] = {
-        {"status:503*1", false}, {"drop*1", false},           {"garbage*1", false},
-        {"body:x*1", false},     {"no-challenge*1", false},   {"delay:1*1", true},
-        {"truncate*1", true},    {"drop-in-headers*1", true}, {"chunked*1", true},
+        {"status:503*1", false},   {"drop*1", false},      {"garbage*1", false},   {"body:x*1", false},
+        {"no-challenge*1", false}, {"delay:1*1", true},    {"truncate*1", true},   {"drop-in-headers*1", true},
+        {"chunked*1", true},       {"reset*1", true},      {"half-close*1", true}, {"interim*1", true},
+        {"redirect*1", false},     {"challenge*1", false}, {"length:5*1", true},
     };
     for (const Row& row : rows)
     {

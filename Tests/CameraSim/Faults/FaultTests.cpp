@@ -24,16 +24,22 @@ TEST(FaultText, ReadsKindArgumentPathAndCount)
     EXPECT_EQ(404u, FaultText::Parse("status:404").status);
     EXPECT_EQ(7u, FaultText::Parse("chunked:7").sizeBytes);
     EXPECT_EQ(7u, FaultText::Parse("drip:7").milliseconds);
+    EXPECT_EQ(103u, FaultText::Parse("interim:103").status);
+    EXPECT_EQ(7u, FaultText::Parse("big-head:7").sizeBytes);
+    EXPECT_EQ(7u, FaultText::Parse("many-headers:7").sizeBytes);
+    EXPECT_EQ("-1", FaultText::Parse("length:-1").text);
+    EXPECT_EQ("http://127.0.0.1:1/", FaultText::Parse("redirect:http://127.0.0.1:1/").text);
 }
 
 TEST(FaultText, EveryKindHasANameThatIsRead)
 {
     const std::string names = FaultText::AllNames();
     EXPECT_EQ("delay, body-delay, drop, drop-in-headers, drop-after-headers, garbage, status, truncate, silent, "
-              "no-challenge, big-body, chunked, drip, body, drop-get, drop-post, split, glue, append, cseq, header, "
-              "expire, challenge",
+              "no-challenge, big-body, chunked, drip, trickle, body, reset, half-close, interim, big-head, "
+              "many-headers, length, "
+              "redirect, challenge, drop-get, drop-post, split, glue, append, cseq, header, expire",
               names);
-    for (int kind = 0; kind <= static_cast<int>(FaultKind::Challenge); ++kind)
+    for (int kind = 0; kind <= static_cast<int>(FaultKind::Expire); ++kind)
     {
         const auto name = FaultText::Name(static_cast<FaultKind>(kind));
         EXPECT_EQ(static_cast<FaultKind>(kind), FaultText::KindFromName(name)) << name;
@@ -45,9 +51,29 @@ TEST(FaultText, EveryKindHasANameThatIsRead)
 
 TEST(FaultText, RefusesNonsense)
 {
-    for (const char* text :
-         {"", "explode", "delay:soon", "delay:99999999", "status:99", "status:1000", "status:", "header", "split:x",
-          "big-body:0", "big-body:999999999", "chunked:0", "silent:5", "drop*many", "drop*-1"})
+    for (const char* text : {"",
+                             "explode",
+                             "delay:soon",
+                             "delay:99999999",
+                             "status:99",
+                             "status:1000",
+                             "status:",
+                             "header",
+                             "split:x",
+                             "big-body:0",
+                             "big-body:999999999",
+                             "chunked:0",
+                             "silent:5",
+                             "reset:5",
+                             "half-close:5",
+                             "interim:99",
+                             "interim:200",
+                             "big-head:999999999",
+                             "many-headers:1000001",
+                             "many-headers:-1",
+                             "challenge:x",
+                             "drop*many",
+                             "drop*-1"})
         EXPECT_THROW(FaultText::Parse(text), std::invalid_argument) << text;
 }
 
@@ -98,6 +124,36 @@ TEST(FaultScript, WithoutFaultsTheReplyIsOneWrite)
     const ReplyScript closing = FaultScript::Build(HttpReply::Text(200, "abcd"), {}, false, false);
     ASSERT_EQ(2u, closing.size());
     EXPECT_EQ(ReplyStep::Kind::Close, closing[1].kind);
+}
+
+TEST(FaultScript, ResetAndHalfCloseTakeThePlaceOfTheClose)
+{
+    using Kind = ReplyStep::Kind;
+    const struct
+    {
+        const char* reason;
+        std::vector<const char*> faults;
+        std::vector<Kind> steps;
+    } rows[] = {
+        {"a reset alone leaves no answer", {"reset"}, {Kind::Reset}},
+        {"instead of a close without a byte", {"drop", "reset"}, {Kind::Reset}},
+        {"inside the head", {"reset", "drop-in-headers"}, {Kind::Send, Kind::Reset}},
+        {"inside the body", {"truncate", "reset"}, {Kind::Send, Kind::Send, Kind::Reset}},
+        {"half a close comes behind the answer", {"half-close"}, {Kind::Send, Kind::Send, Kind::HalfClose, Kind::Hold}},
+        {"or without a byte", {"drop", "half-close"}, {Kind::HalfClose, Kind::Hold}},
+        {"or inside the body", {"truncate", "half-close"}, {Kind::Send, Kind::Send, Kind::HalfClose, Kind::Hold}},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        std::vector<Fault> faults;
+        for (const char* text : row.faults)
+            faults.push_back(FaultText::Parse(text));
+        std::vector<Kind> steps;
+        for (const ReplyStep& step : FaultScript::Build(HttpReply::Text(200, "abcd"), faults, true, false))
+            steps.push_back(step.kind);
+        EXPECT_EQ(row.steps, steps);
+    }
 }
 
 TEST(FaultScript, SeveralFaultsAddUp)

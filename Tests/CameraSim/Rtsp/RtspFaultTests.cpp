@@ -60,6 +60,32 @@ TEST_F(RtspFault, DropClosesTheWholeTunnelAtThreePlaces)
     }
 }
 
+TEST_F(RtspFault, AResetAndHalfACloseEndTheReplies)
+{
+    Expect("reset@rtsp:OPTIONS*1");
+    SendOptions();
+    EXPECT_EQ("", m_client.Rest(10s));
+    EXPECT_EQ(0u, Last().status);
+    CTunnelClient other(m_camera.port);
+    Expect("half-close@rtsp:OPTIONS*1");
+    EXPECT_EQ(200u, other.Request("OPTIONS", "*").status) << "behind the reply";
+    EXPECT_TRUE(other.WaitForGetClose());
+}
+
+TEST_F(RtspFault, RepliesHaveInterimRepliesAndHeadersToo)
+{
+    Expect("interim@rtsp:OPTIONS*1");
+    SendOptions();
+    EXPECT_EQ("RTSP/1.0 100 Interim\r\nCSeq: 1\r\n\r\n", m_client.Receive().head);
+    EXPECT_EQ(200u, m_client.Receive().status);
+    Expect("big-head:70000@rtsp:OPTIONS*1");
+    EXPECT_EQ(std::string(70000, 'x'), m_client.Request("OPTIONS", "*").Header("X-Padding"));
+    Expect("redirect:rtsp://127.0.0.1/x@rtsp:OPTIONS*1");
+    const RtspAnswer reply = m_client.Request("OPTIONS", "*");
+    EXPECT_EQ(302u, reply.status);
+    EXPECT_EQ("rtsp://127.0.0.1/x", reply.Header("Location"));
+}
+
 TEST_F(RtspFault, EitherHalfCanBeDroppedAlone)
 {
     Expect("drop-get@rtsp:OPTIONS*1");
@@ -243,6 +269,12 @@ TEST_F(RtspFault, TheTunnelsOwnRequestsCanBeHit)
     CTunnelClient silent(m_camera.port, "silent");
     silent.OpenGet(false);
     EXPECT_EQ("", silent.Rest(100ms));
+    Expect("challenge@tunnel:GET*1");
+    CTunnelClient challenged(m_camera.port, "challenged");
+    EXPECT_TRUE(challenged.OpenGet().starts_with("HTTP/1.1 401 Unauthorized\r\n"));
+    Expect("many-headers:3@tunnel:GET*1");
+    CTunnelClient headed(m_camera.port, "headed");
+    EXPECT_TRUE(headed.OpenGet().ends_with("X-Header-0: x\r\nX-Header-1: x\r\nX-Header-2: x\r\n\r\n"));
     Expect("delay:200@tunnel:GET*1");
     CTunnelClient delayed(m_camera.port, "delayed");
     const auto started = Clock::now();

@@ -82,6 +82,10 @@ CCameraService::Answer CCameraService::Decide(const HttpRequest& request)
             answer.reply.headers.push_back({"WWW-Authenticate", answer.verdict.challenge});
         }
     }
+    const auto challenges = [](const Fault& fault) { return fault.kind == FaultKind::Challenge; };
+    if (std::any_of(answer.faults.begin(), answer.faults.end(), challenges))
+        answer.reply =
+            FaultScript::Challenged(m_authenticator.Check(request.method, request.target, nullptr).challenge);
     answer.reply = FaultScript::Alter(std::move(answer.reply), answer.faults);
     return answer;
 }

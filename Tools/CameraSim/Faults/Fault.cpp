@@ -14,9 +14,10 @@ namespace
 
 constexpr std::uint32_t kMaxMilliseconds = 10 * 60 * 1000;
 constexpr std::size_t kMaxBodyBytes = 64 * 1024 * 1024;
+constexpr std::size_t kMaxHeaders = 1'000'000;
 constexpr std::size_t kTenMegabytes = 10 * 1024 * 1024;
 
-constexpr std::array<std::pair<FaultKind, std::string_view>, 23> kNames{{
+constexpr std::array<std::pair<FaultKind, std::string_view>, 31> kNames{{
     {FaultKind::Delay, "delay"},
     {FaultKind::BodyDelay, "body-delay"},
     {FaultKind::Drop, "drop"},
@@ -30,7 +31,16 @@ constexpr std::array<std::pair<FaultKind, std::string_view>, 23> kNames{{
     {FaultKind::BigBody, "big-body"},
     {FaultKind::Chunked, "chunked"},
     {FaultKind::Drip, "drip"},
+    {FaultKind::Trickle, "trickle"},
     {FaultKind::Body, "body"},
+    {FaultKind::Reset, "reset"},
+    {FaultKind::HalfClose, "half-close"},
+    {FaultKind::Interim, "interim"},
+    {FaultKind::BigHead, "big-head"},
+    {FaultKind::ManyHeaders, "many-headers"},
+    {FaultKind::Length, "length"},
+    {FaultKind::Redirect, "redirect"},
+    {FaultKind::Challenge, "challenge"},
     {FaultKind::DropGet, "drop-get"},
     {FaultKind::DropPost, "drop-post"},
     {FaultKind::Split, "split"},
@@ -39,7 +49,6 @@ constexpr std::array<std::pair<FaultKind, std::string_view>, 23> kNames{{
     {FaultKind::CSeq, "cseq"},
     {FaultKind::Header, "header"},
     {FaultKind::Expire, "expire"},
-    {FaultKind::Challenge, "challenge"},
 }};
 
 [[noreturn]] void Complain(const std::string& text)
@@ -63,15 +72,21 @@ void ApplyArgument(Fault& fault, std::string_view argument)
     case FaultKind::Delay:
     case FaultKind::BodyDelay:
     case FaultKind::Drip:
+    case FaultKind::Trickle:
         fault.milliseconds = NumberOf<std::uint32_t>(argument, "the time in milliseconds");
         break;
     case FaultKind::Status:
+    case FaultKind::Interim:
         fault.status = NumberOf<unsigned>(argument, "the status");
         break;
     case FaultKind::BigBody:
+    case FaultKind::BigHead:
     case FaultKind::Chunked:
     case FaultKind::Split:
         fault.sizeBytes = NumberOf<std::size_t>(argument, "the size in bytes");
+        break;
+    case FaultKind::ManyHeaders:
+        fault.sizeBytes = NumberOf<std::size_t>(argument, "the number of headers");
         break;
     case FaultKind::Garbage:
     case FaultKind::Body:
@@ -80,6 +95,8 @@ void ApplyArgument(Fault& fault, std::string_view argument)
     case FaultKind::Append:
     case FaultKind::CSeq:
     case FaultKind::Header:
+    case FaultKind::Length:
+    case FaultKind::Redirect:
         fault.text = argument;
         break;
     default:
@@ -125,10 +142,22 @@ Fault WithDefaults(FaultKind kind)
         fault.milliseconds = 1000;
     if (kind == FaultKind::Drip)
         fault.milliseconds = 1;
+    if (kind == FaultKind::Trickle)
+        fault.milliseconds = 100;
     if (kind == FaultKind::Status)
         fault.status = 503;
+    if (kind == FaultKind::Interim)
+        fault.status = 100;
     if (kind == FaultKind::BigBody)
         fault.sizeBytes = kTenMegabytes;
+    if (kind == FaultKind::BigHead)
+        fault.sizeBytes = 1024 * 1024;
+    if (kind == FaultKind::ManyHeaders)
+        fault.sizeBytes = 10'000;
+    if (kind == FaultKind::Length)
+        fault.text = "1000000";
+    if (kind == FaultKind::Redirect)
+        fault.text = "/";
     if (kind == FaultKind::Chunked)
         fault.sizeBytes = 16;
     if (kind == FaultKind::Split)
@@ -183,6 +212,10 @@ void Validate(const Fault& fault)
         Complain("a body is at most " + std::to_string(kMaxBodyBytes) + " bytes");
     if (fault.kind == FaultKind::Status && (fault.status < 200 || fault.status > 999))
         Complain("a status is a number from 200 to 999");
+    if (fault.kind == FaultKind::Interim && (fault.status < 100 || fault.status > 199))
+        Complain("the status of an interim reply is a number from 100 to 199");
+    if (fault.kind == FaultKind::ManyHeaders && fault.sizeBytes > kMaxHeaders)
+        Complain("there are at most " + std::to_string(kMaxHeaders) + " headers");
     if ((fault.kind == FaultKind::BigBody || fault.kind == FaultKind::Chunked) && fault.sizeBytes == 0)
         Complain("the fault \"" + std::string(Name(fault.kind)) + "\" needs a size of at least 1 byte");
     if (fault.kind == FaultKind::DropGet && !fault.text.empty() && fault.text != "reset")

@@ -25,17 +25,25 @@ enum class FaultKind
     BigBody,          ///< a body of many bytes
     Chunked,          ///< Transfer-Encoding: chunked, small chunks
     Drip,             ///< everything byte by byte
+    Trickle,          ///< the body in pieces of 4096 bytes
     Body,             ///< answers 200 with the given text instead of the camera's own answer
+    Reset,            ///< resets the connection where it would be closed; without an answer when nothing else closes it
+    HalfClose,        ///< ends what it sends where it would close, or behind the answer, and keeps listening
+    Interim,          ///< a 1xx reply before the answer
+    BigHead,          ///< one header of many bytes in the answer
+    ManyHeaders,      ///< many headers in the answer
+    Length,           ///< another Content-Length
+    Redirect,         ///< 302 to another place
+    Challenge,        ///< 401 with a fresh challenge, whatever the credentials are
     // Of RTSP in its tunnel only; HTTP requests pass them unharmed.
-    DropGet,   ///< closes the GET instead of replying
-    DropPost,  ///< replies and closes the POST
-    Split,     ///< sends so many bytes of the reply, waits, sends the rest
-    Glue,      ///< holds the reply back and sends it in one write with the next one
-    Append,    ///< sends bytes behind the reply in the same write
-    CSeq,      ///< replies with another CSeq, or none
-    Header,    ///< sets a header of the camera's own reply, or takes one away
-    Expire,    ///< all sessions are over before the request is looked at
-    Challenge, ///< 401 with a fresh challenge, whatever the credentials are
+    DropGet,  ///< closes the GET instead of replying
+    DropPost, ///< replies and closes the POST
+    Split,    ///< sends so many bytes of the reply, waits, sends the rest
+    Glue,     ///< holds the reply back and sends it in one write with the next one
+    Append,   ///< sends bytes behind the reply in the same write
+    CSeq,     ///< replies with another CSeq, or none
+    Header,   ///< sets a header of the camera's own reply, or takes one away
+    Expire,   ///< all sessions are over before the request is looked at
 };
 
 struct Fault
@@ -48,11 +56,13 @@ struct Fault
     unsigned count = 1; ///< then so many are hit; 0: until the fault is removed
     /// Hits only requests whose credentials were accepted. Always so for Body, which stands in for the camera's answer.
     bool afterAuthentication = false;
-    std::uint32_t milliseconds = 0;       ///< Delay, BodyDelay, Split: the pause; Drip: between two bytes
-    unsigned status = 0;                  ///< Status
-    std::size_t sizeBytes = 0;            ///< BigBody; Chunked: of one chunk; Split: before the pause
+    std::uint32_t milliseconds = 0;       ///< Delay, BodyDelay, Split: the pause; Drip, Trickle: between two pieces
+    unsigned status = 0;                  ///< Status, Interim
+    std::size_t sizeBytes = 0;            ///< BigBody, BigHead; Chunked: of one chunk; Split: before the pause;
+                                          ///< ManyHeaders: how many
     std::string text = {};                ///< Body, Status: the body; Garbage, Append: the bytes; CSeq: the number;
-                                          ///< Header: "NAME=VALUE"; DropGet, DropPost: "", "reset" or "answer"
+                                          ///< Header: "NAME=VALUE"; Length: its value; Redirect: where to;
+                                          ///< DropGet, DropPost: "", "reset" or "answer"
     std::vector<HttpHeader> headers = {}; ///< Body, Status: added to the reply; Header: set in it
 };
 

@@ -49,11 +49,31 @@ asio::awaitable<bool> CReplyPlayer::Play(const ReplyStep& step)
     case ReplyStep::Kind::Call:
         step.action();
         break;
+    case ReplyStep::Kind::HalfClose:
+        EndSending();
+        break;
+    case ReplyStep::Kind::Reset:
+        Reset();
+        goesOn = false;
+        break;
     case ReplyStep::Kind::Close:
         goesOn = false;
         break;
     }
     co_return goesOn;
+}
+
+void CReplyPlayer::EndSending() noexcept
+{
+    asio::error_code ignored;
+    m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+}
+
+void CReplyPlayer::Reset() noexcept
+{
+    asio::error_code ignored;
+    m_socket.set_option(asio::socket_base::linger(true, 0), ignored);
+    m_socket.close(ignored);
 }
 
 asio::awaitable<bool> CReplyPlayer::Send(const std::string& bytes)

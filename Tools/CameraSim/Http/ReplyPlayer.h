@@ -23,6 +23,8 @@ public:
     void Cancel() noexcept;
 
 private:
+    void EndSending() noexcept;
+    void Reset() noexcept;
     asio::awaitable<bool> Send(const std::string& bytes);
     asio::awaitable<bool> SendSlowly(const ReplyStep& step);
     asio::awaitable<bool> Pause(std::uint32_t milliseconds);

@@ -14,8 +14,10 @@ struct ReplyStep
         Send,
         SendSlowly, ///< byte by byte, `milliseconds` apart
         Wait,
-        Hold, ///< says nothing more and waits until the client gives up
-        Call, ///< runs `action` when everything before it has left
+        Hold,      ///< says nothing more and waits until the client gives up
+        Call,      ///< runs `action` when everything before it has left
+        HalfClose, ///< ends what is sent, goes on with the script
+        Reset,     ///< closes without regard to what is on its way
         Close
     };
 
@@ -43,6 +45,14 @@ struct ReplyStep
     static ReplyStep Call(std::function<void()> action)
     {
         return {Kind::Call, {}, 0, std::move(action)};
+    }
+    static ReplyStep HalfClose()
+    {
+        return {Kind::HalfClose, {}, 0, {}};
+    }
+    static ReplyStep Reset()
+    {
+        return {Kind::Reset, {}, 0, {}};
     }
     static ReplyStep Close()
     {

@@ -35,6 +35,20 @@ void Replace(HttpReply& reply, const Fault& fault)
     if (fault.kind == FaultKind::BigBody)
         reply.body.assign(fault.sizeBytes, 'x');
     reply.headers = fault.headers;
+    if (fault.kind == FaultKind::Redirect)
+    {
+        reply = {302, {}, {{"Location", fault.text}}, {}};
+        reply.headers.insert(reply.headers.end(), fault.headers.begin(), fault.headers.end());
+    }
+}
+
+/// The head of a reply with that status which is not the final one; of the protocol, and with the CSeq, of `head`.
+std::string InterimHead(const std::string& head, unsigned status)
+{
+    std::string text = head.substr(0, head.find(' ')) + " " + std::to_string(status) + " Interim\r\n";
+    if (const auto cseq = head.find("CSeq: "); cseq != head.npos)
+        text += head.substr(cseq, head.find("\r\n", cseq) + 2 - cseq);
+    return text + "\r\n";
 }
 
 void SendInPieces(ReplyScript& script, const std::string& text, std::size_t firstBytes, std::uint32_t milliseconds)
@@ -43,6 +57,16 @@ void SendInPieces(ReplyScript& script, const std::string& text, std::size_t firs
     script.push_back(ReplyStep::Wait(milliseconds));
     if (firstBytes < text.size())
         script.push_back(ReplyStep::Send(text.substr(firstBytes)));
+}
+
+/// As FaultScript does, but without a Hold: the tunnel itself reads what still comes.
+void EndOtherwise(ReplyScript& script, const std::vector<Fault>& faults)
+{
+    const bool resets = Find(faults, FaultKind::Reset) != nullptr;
+    if (!resets && !Find(faults, FaultKind::HalfClose))
+        return;
+    std::erase_if(script, [](const ReplyStep& step) { return step.kind == ReplyStep::Kind::Close; });
+    script.push_back(resets ? ReplyStep::Reset() : ReplyStep::HalfClose());
 }
 
 } // namespace
@@ -68,7 +92,8 @@ void Alter(HttpReply& reply, std::string& cseq, const std::vector<Fault>& faults
 {
     for (const Fault& fault : faults)
     {
-        if (FaultScript::ReplacesAnswer(fault))
+        // A challenge is the camera's own.
+        if (FaultScript::ReplacesAnswer(fault) && fault.kind != FaultKind::Challenge)
             Replace(reply, fault);
         if (fault.kind == FaultKind::CSeq)
             cseq = fault.text;
@@ -79,6 +104,7 @@ void Alter(HttpReply& reply, std::string& cseq, const std::vector<Fault>& faults
         for (const HttpHeader& header : fault.headers)
             SetHeader(reply, header);
     }
+    FaultScript::AddHeaders(reply, faults);
 }
 
 ReplyScript Build(const std::string& head, const std::string& body, const std::vector<Fault>& faults)
@@ -86,12 +112,17 @@ ReplyScript Build(const std::string& head, const std::string& body, const std::v
     ReplyScript script;
     if (const Fault* fault = Find(faults, FaultKind::Delay))
         script.push_back(ReplyStep::Wait(fault->milliseconds));
+    for (const Fault& fault : faults)
+    {
+        if (fault.kind == FaultKind::Interim)
+            script.push_back(ReplyStep::Send(InterimHead(head, fault.status)));
+    }
     const Fault* append = Find(faults, FaultKind::Append);
     const std::string whole = head + body + (append ? append->text : "");
     const std::size_t halfBody = head.size() + body.size() / 2;
     if (Find(faults, FaultKind::Silent))
         return {};
-    if (Find(faults, FaultKind::Drop))
+    if (Find(faults, FaultKind::Drop) || FaultScript::IsResetAlone(faults))
         script.push_back(ReplyStep::Close());
     else if (const Fault* garbage = Find(faults, FaultKind::Garbage))
         script.push_back(ReplyStep::Send(garbage->text));
@@ -110,6 +141,7 @@ ReplyScript Build(const std::string& head, const std::string& body, const std::v
     else
         // One write, as a camera's small reply travels in one packet.
         script.push_back(ReplyStep::Send(whole));
+    EndOtherwise(script, faults);
     return script;
 }
 

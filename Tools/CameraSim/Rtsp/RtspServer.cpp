@@ -56,6 +56,9 @@ ConnectionTaker CRtspServer::TakesConnection(const HttpRequest& request)
             reply = HttpReply::Text(503, "RTSP is switched off");
         else if (m_tunnels.size() >= kMaxTunnels)
             reply = HttpReply::Text(503, "there are too many tunnels");
+        if (RtspFaults::Find(faults, FaultKind::Challenge))
+            reply =
+                FaultScript::Challenged(m_camera.CheckCredentials(request.method, request.target, nullptr).challenge);
         reply = FaultScript::Alter(reply, faults);
         const bool isReplaced = std::any_of(faults.begin(), faults.end(), FaultScript::ReplacesAnswer);
         if (reply.status != 200 || isReplaced)
@@ -72,8 +75,13 @@ ConnectionTaker CRtspServer::TakesConnection(const HttpRequest& request)
 
 void CRtspServer::TakeGet(asio::ip::tcp::socket socket, const HttpRequest& request, const std::vector<Fault>& faults)
 {
-    Record(request, {}, kGetHead, faults);
-    TunnelFor(request, true).AttachGet(std::move(socket), RtspFaults::Build(kGetHead, "", faults));
+    std::string head = kGetHead;
+    HttpReply added;
+    FaultScript::AddHeaders(added, faults);
+    for (const HttpHeader& header : added.headers)
+        head.insert(head.size() - 2, header.name + ": " + header.value + "\r\n");
+    Record(request, {}, head, faults);
+    TunnelFor(request, true).AttachGet(std::move(socket), RtspFaults::Build(head, "", faults));
 }
 
 void CRtspServer::TakePost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request,
