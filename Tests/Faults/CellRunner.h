@@ -1,0 +1,40 @@
+#pragma once
+
+#include "CameraSim/CameraSimulator.h"
+#include "Tests/Faults/CellResult.h"
+#include "Tests/Faults/Matrix.h"
+
+#include <memory>
+#include <string>
+
+/// Runs cells in this process: a simulated camera that misbehaves during one call of one object, and is well again.
+/// A camera serves the cells of its table, an object all cells at the stage Connected that follow one another.
+class CCellRunner
+{
+public:
+    CCellRunner();
+    ~CCellRunner();
+    CCellRunner(const CCellRunner&) = delete;
+    CCellRunner& operator=(const CCellRunner&) = delete;
+
+    CellResult Run(const Cell& cell);
+
+    /// How long Run may take with everything that goes with the call: after that it hangs.
+    static DWORD DeadlineMs(const Cell& cell);
+
+private:
+    void UseCamera(const MatrixTable& table);
+    void Misbehave(const Cell& cell);
+    void BehaveAgain(const Cell& cell);
+    void AwaitFirst(const Cell& cell) const;
+    bool Reach(Stage stage);
+    unsigned Recover(const Cell& cell);
+    bool WorksFromTheStart(Stage stage);
+    void Create();
+
+    const MatrixTable* m_table = nullptr;
+    std::unique_ptr<CCameraSimulator> m_camera;
+    Client m_client;
+    bool m_isConnected = false;
+    bool m_isSpoiled = false;
+};
