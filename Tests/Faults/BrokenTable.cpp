@@ -2,6 +2,7 @@
 
 #include "Tests/Faults/Matrix.h"
 #include "Tests/Faults/TimeLimits.h"
+#include "Win32/Handles.h"
 
 #include <cstdlib>
 
@@ -25,9 +26,8 @@ HRESULT EndTheProcess(const Client&)
 
 HRESULT TakeTooLong(const Client&)
 {
-    // Of itself, so that nothing wakes it.
-    static const HANDLE never = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ::WaitForSingleObject(never, TimeLimits::kWorkMs + 200);
+    const CKernelHandle never(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    ::WaitForSingleObject(never.get(), TimeLimits::kWorkMs + 200);
     return S_OK;
 }
 

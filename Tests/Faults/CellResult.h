@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -26,6 +27,15 @@ struct CellResult
     unsigned recovery = 0; ///< the call that went well again, from 1; kNotRecovered
 
     static constexpr unsigned kNotRecovered = 99;
+
+    /// The same cell once more: what it took and how it recovered from the worse run, the rest from the later.
+    void JoinWorseOf(const CellResult& later) noexcept
+    {
+        const CellResult earlier = *this;
+        *this = later;
+        tookMs = std::max(tookMs, earlier.tookMs);
+        recovery = std::max(recovery, earlier.recovery);
+    }
 
     bool IsCrashed() const noexcept
     {

@@ -9,6 +9,8 @@
 
 /// Runs cells in this process: a simulated camera that misbehaves during one call of one object, and is well again.
 /// A camera serves the cells of its table, an object all cells at the stage Connected that follow one another.
+/// Handles and threads are counted between cells, with one connection kept alive: WinInet keeps others, too, for the
+/// time being, and drops them when it finds them closed.
 class CCellRunner
 {
 public:
@@ -23,10 +25,13 @@ public:
     static DWORD DeadlineMs(const Cell& cell);
 
 private:
+    CellResult RunOnce(const Cell& cell, DWORD settleMs);
     void UseCamera(const MatrixTable& table);
     void Misbehave(const Cell& cell);
     void BehaveAgain(const Cell& cell);
     void AwaitFirst(const Cell& cell) const;
+    Usage TidyUsage(const Usage* wanted, DWORD limitMs);
+    void Tidy();
     bool Reach(Stage stage);
     unsigned Recover(const Cell& cell);
     bool WorksFromTheStart(Stage stage);
@@ -34,7 +39,8 @@ private:
 
     const MatrixTable* m_table = nullptr;
     std::unique_ptr<CCameraSimulator> m_camera;
+    Client m_bystander; ///< talks to the camera between cells only
     Client m_client;
     bool m_isConnected = false;
-    bool m_isSpoiled = false;
+    Usage m_usage; ///< behind the last cell
 };

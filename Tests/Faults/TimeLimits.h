@@ -8,8 +8,8 @@ namespace TimeLimits
 {
 /// Of a CGI request, for each of its waits; written to the machine's settings for the whole run.
 inline constexpr DWORD kRequestMs = 600;
-/// From the first to the last byte of an answer to a CGI request.
-inline constexpr DWORD kWholeAnswerMs = 30'000;
+/// Of the body of an answer to a CGI request as a whole.
+inline constexpr DWORD kWholeAnswerMs = 16 * kRequestMs;
 /// Between the two probes of a camera that did not answer in time.
 inline constexpr DWORD kProbePauseMs = 5000;
 /// For requests that are dying, by CloseConnection.
