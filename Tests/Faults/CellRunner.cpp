@@ -19,7 +19,7 @@ constexpr unsigned kTries = 10;
 /// after its last work. WinInet may keep the GET of a tunnel for 30 s.
 constexpr DWORD kShortSettleMs = 2500;
 constexpr DWORD kQuietMs = 6000;
-constexpr DWORD kSettleMs = 15'000;
+constexpr DWORD kSettleMs = 8000;
 constexpr DWORD kSettleRtspMs = 45'000;
 /// A thread of the system's pool, or the event of a lock that two threads wanted at once, comes once and stays. What
 /// leaks leaks each time.
