@@ -94,7 +94,9 @@ void ParseMedia(std::string_view value, MediaDescription& media)
     media.port = port.Next('/');
     media.numberOfPorts = port.Next('/');
     media.protocol = tokens.Next(kBlank);
-    for (std::string_view format = tokens.Next(kBlank); !format.empty(); format = tokens.Next(kBlank))
+    for (std::string_view format = tokens.Next(kBlank);
+         !format.empty() && media.formats.size() < CSessionDescription::kMaximumFormatsOfMedia;
+         format = tokens.Next(kBlank))
         media.formats[format].format = format;
 }
 
@@ -182,8 +184,13 @@ void CSessionDescription::Initialize(std::string_view sdpText, std::string_view 
     if (sdpText.empty())
         return;
     CTokenizer lines({m_texts.get() + source.size(), sdpText.size()});
-    for (std::string_view line = lines.Next('\n'); !line.empty(); line = lines.Next('\n'))
+    std::string_view line = lines.Next('\n');
+    for (; !line.empty() && m_recordCount < kMaximumRecords; line = lines.Next('\n'))
         ParseLine(line);
+    if (!line.empty())
+        Log(LogLevel::Debug,
+            L"CSessionDescription::Initialize, session description of more than %d records, the rest is left out",
+            kMaximumRecords);
     if (!IsValid())
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid session description string: %s", sdpText);
 }
@@ -242,6 +249,7 @@ void CSessionDescription::ParseField(char type, std::string_view value)
         break;
     case 'c':
         ParseConnection(value, media != nullptr ? media->connections.emplace_back() : m_sessionConnection);
+        ++m_recordCount;
         break;
     case 'b':
         (media != nullptr ? media->bandwidth : m_sessionBandwidth) = value;
@@ -249,6 +257,7 @@ void CSessionDescription::ParseField(char type, std::string_view value)
     case 'm':
         ParseMedia(value, m_media.emplace_back());
         m_lastFormat = nullptr;
+        m_recordCount += 1 + m_media.back().formats.size();
         break;
     default:
         break;
@@ -301,6 +310,7 @@ void CSessionDescription::ParseRtpmap(std::string_view value)
     {
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, pMedia is NULL when parsing rtpmap: %s, ignored",
             value);
+        ++m_recordCount;
         return;
     }
     CTokenizer tokens(value);
@@ -311,6 +321,7 @@ void CSessionDescription::ParseRtpmap(std::string_view value)
     if (payloadType.empty() || encodingName.empty() || clockRate.empty())
     {
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid rtpmap: %s, ignored", value);
+        ++m_recordCount;
         return;
     }
     MediaFormat& format = FindOrCreateFormat(*media, payloadType);
@@ -326,6 +337,7 @@ void CSessionDescription::ParseFmtp(std::string_view value)
     if (media == nullptr)
     {
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, pMedia is NULL when parsing fmtp: %s, ignored", value);
+        ++m_recordCount;
         return;
     }
     CTokenizer tokens(value);
@@ -334,6 +346,7 @@ void CSessionDescription::ParseFmtp(std::string_view value)
     if (payloadType.empty() || parameters.empty())
     {
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid fmtp: %s, ignored", value);
+        ++m_recordCount;
         return;
     }
     MediaFormat& format = FindOrCreateFormat(*media, payloadType);
@@ -345,7 +358,11 @@ MediaFormat& CSessionDescription::FindOrCreateFormat(MediaDescription& media, st
 {
     // The attributes of a format stand together.
     if (m_lastFormat == nullptr || m_lastFormat->first != payloadType)
-        m_lastFormat = &*media.formats.try_emplace(payloadType).first;
+    {
+        const auto [format, isNew] = media.formats.try_emplace(payloadType);
+        m_lastFormat = &*format;
+        m_recordCount += isNew ? 1 : 0;
+    }
     return m_lastFormat->second;
 }
 
