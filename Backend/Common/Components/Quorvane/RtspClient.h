@@ -26,8 +26,9 @@ enum class RtspClientState
 /// under way is skipped, a caller waits for a beat within a limit. Nothing throws. Failures are logged, then returned
 /// as false. How long a call may block (see RtspLimits), for each of at most two transmissions (the second answers a
 /// 401): replyMs for the first bytes of the reply, late replies included, and again for each further piece of it, but
-/// not longer than wholeReplyMs for all of them; before that for what CRtspConnection::ConnectToServer takes, when the
-/// tunnel was closed. Closing waits up to turnWaitMs for a beat, then for what closing the tunnel takes.
+/// not longer than headMs for all pieces of its header block; before that for what CRtspConnection::ConnectToServer
+/// takes, when the tunnel was closed. Closing waits up to turnWaitMs for a beat, then for what closing the tunnel
+/// takes. Hazard: a body whose length was announced is read for as long as pieces of it come in time, up to heldBytes.
 class CRtspClient : public std::enable_shared_from_this<CRtspClient>
 {
 public:

@@ -185,14 +185,14 @@ bool CRtspExchange::DoSendRtspRequest(RtspRequest& request, RtspResponse& respon
 bool CRtspExchange::ReadReply(const RtspRequest& request, std::string& text, RtspResponse& response)
 {
     const CTimeLimit limit(m_limits.replyMs); // late replies do not prolong it
-    std::optional<CTimeLimit> wholeLimit;
+    std::optional<CTimeLimit> headLimit;
     for (;;)
     {
         if (!m_replies.IsComplete() && !ReadFirstPiece(request, limit))
             return false;
-        if (!wholeLimit)
-            wholeLimit.emplace(m_limits.wholeReplyMs);
-        ReadOtherPieces(request, *wholeLimit);
+        if (!headLimit)
+            headLimit.emplace(m_limits.headMs);
+        ReadOtherPieces(request, *headLimit);
         if (m_replies.IsHeadTooLong())
             return false; // as KeepPiece has told
         text = m_replies.TakeReply();
@@ -230,7 +230,8 @@ bool CRtspExchange::ReadFirstPiece(const RtspRequest& request, const CTimeLimit&
     return true;
 }
 
-/// Until the reply is whole; what has come by the time that nothing more comes is the reply, too.
+/// Until the reply is whole; what has come by the time that nothing more comes is the reply, too. A body whose length
+/// was announced may come as slowly as it likes: how many rounds it takes is the camera's affair.
 void CRtspExchange::ReadOtherPieces(const RtspRequest& request, const CTimeLimit& limit)
 {
     std::string data;
@@ -241,7 +242,8 @@ void CRtspExchange::ReadOtherPieces(const RtspRequest& request, const CTimeLimit
             L"content length: %d",
             round, request.method, m_replies.BodyLength(), m_replies.ContentLength());
         ::Sleep(kPieceIntervalMs);
-        const bool isRead = ReadPiece(data, std::min(m_limits.replyMs, limit.RemainingMs()));
+        const bool isRead =
+            ReadPiece(data, IsBodyDue() ? m_limits.replyMs : std::min(m_limits.replyMs, limit.RemainingMs()));
         if (!isRead)
             Log(LogLevel::Debug, L"CRtspClient::DoSendRtspRequest, read response (%d) failed, rtsp command: '%s'",
                 round, request.method);
@@ -250,14 +252,20 @@ void CRtspExchange::ReadOtherPieces(const RtspRequest& request, const CTimeLimit
                 L"CRtspClient::DoSendRtspRequest, read response (%d), empty string, rtsp command: '%s'", round,
                 request.method);
         const bool isKept = isRead && !data.empty() && KeepPiece(data, request);
+        const bool isOver = !IsBodyDue() && limit.RemainingMs() == 0;
         // One byte now and then would keep everybody waiting who wants this camera.
-        if (limit.RemainingMs() == 0 && !m_replies.IsComplete())
+        if (isOver && !m_replies.IsComplete())
             Log(LogLevel::Debug,
-                L"CRtspClient::DoSendRtspRequest, response not complete after %d ms, rtsp command: '%s'",
-                m_limits.wholeReplyMs, request.method);
-        if (!isKept || limit.RemainingMs() == 0)
+                L"CRtspClient::DoSendRtspRequest, response header not complete after %d ms, rtsp command: '%s'",
+                m_limits.headMs, request.method);
+        if (!isKept || isOver)
             return;
     }
+}
+
+bool CRtspExchange::IsBodyDue() const noexcept
+{
+    return m_replies.ContentLength() != 0;
 }
 
 bool CRtspExchange::ReadPiece(std::string& data, DWORD limitMs) noexcept

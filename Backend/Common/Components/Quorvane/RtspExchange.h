@@ -20,8 +20,8 @@
 struct RtspLimits
 {
     DWORD replyMs = CRtspConnection::kTimeLimitMs; ///< for the first bytes of a reply, and for each further piece
-    DWORD wholeReplyMs = 30'000;                   ///< from the first piece on; then it is taken as it stands
-    DWORD turnWaitMs = 5000;                       ///< for whoever has the turn: a beat that gets no reply, and a bit
+    DWORD headMs = 30'000;   ///< for its header block, from the first piece on; then it is taken as it stands
+    DWORD turnWaitMs = 5000; ///< for whoever has the turn: a beat that gets no reply, and a bit
     std::size_t heldBytes = CRtspReplyReader::kMaximumHeldBytes;
 };
 
@@ -92,6 +92,8 @@ private:
     [[nodiscard]] bool ReadReply(const RtspRequest& request, std::string& text, RtspResponse& response);
     [[nodiscard]] bool ReadFirstPiece(const RtspRequest& request, const CTimeLimit& limit);
     void ReadOtherPieces(const RtspRequest& request, const CTimeLimit& limit);
+    /// The header block is there, and announces a body.
+    bool IsBodyDue() const noexcept;
     [[nodiscard]] bool ReadPiece(std::string& data, DWORD limitMs) noexcept;
     [[nodiscard]] bool KeepPiece(const std::string& data, const RtspRequest& request);
 
