@@ -4,6 +4,7 @@
 #include "Tests/Support/CapturingLogSink.h"
 #include "Tests/Support/Gate.h"
 #include "Tests/Support/ImportPatch.h"
+#include "Tests/Support/Loopback.h"
 #include "Tests/Support/TunnelCamera.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 QUORVANE_IMPORT_SLOT(g_setStatusCallbackSlot, InternetSetStatusCallbackW, 8);
@@ -90,6 +92,48 @@ BOOL WINAPI CountWrite(HINTERNET request, LPCVOID data, DWORD lengthBytes, LPDWO
     return Original<decltype(::InternetWriteFile)>("InternetWriteFile")(request, data, lengthBytes, writtenBytes);
 }
 
+/// Takes one connection, reads the first bytes of its request, and nothing more.
+class CDeafCamera
+{
+public:
+    CDeafCamera()
+    {
+        Loopback::EnsureWinsock();
+        m_listener = Loopback::Listen(m_port);
+        m_server = std::thread([this] {
+            while (!m_over.load() && !Loopback::IsReadable(m_listener))
+                continue;
+            if (m_over)
+                return;
+            m_connection = ::accept(m_listener, nullptr, nullptr);
+            char buffer[16];
+            (void)::recv(m_connection, buffer, sizeof(buffer), 0);
+        });
+    }
+    ~CDeafCamera()
+    {
+        m_over = true;
+        m_server.join();
+        ::closesocket(m_connection);
+        ::closesocket(m_listener);
+        ::WSACleanup();
+    }
+    CDeafCamera(const CDeafCamera&) = delete;
+    CDeafCamera& operator=(const CDeafCamera&) = delete;
+
+    WORD Port() const noexcept
+    {
+        return m_port;
+    }
+
+private:
+    WORD m_port = 0;
+    SOCKET m_listener = INVALID_SOCKET;
+    SOCKET m_connection = INVALID_SOCKET;
+    std::atomic<bool> m_over{false};
+    std::thread m_server;
+};
+
 /// A POST and a camera whose connection, or answer, is not what one hopes for.
 class StreamSending : public ::testing::Test
 {
@@ -161,6 +205,26 @@ TEST_F(StreamSending, WriteGivesUpAConnectionThatDoesNotComeInTime)
                               L"dwLastError = 12002"));
     m_connects.Open();
     EXPECT_EQ(S_OK, m_post.Write(kText)) << "late, but there";
+}
+
+// What it sends fills the room of the connection; then the system waits, within the limit that the request was given.
+TEST_F(StreamSending, WriteToACameraThatDoesNotReadIsGivenUp)
+{
+    const CDeafCamera camera;
+    OpenPost(camera.Port());
+    ASSERT_TRUE(m_post.IsRequestSent());
+    const std::string text(1024 * 1024, 'x');
+    HRESULT hr = S_OK;
+    DWORD elapsedMs = 0;
+    for (int i = 0; i < 100 && hr == S_OK; ++i)
+    {
+        const DWORD startTick = ::GetTickCount();
+        hr = m_post.Write(text);
+        elapsedMs = ::GetTickCount() - startTick;
+    }
+    EXPECT_EQ(E_FAIL, hr);
+    EXPECT_LT(elapsedMs, CAsyncHttpRequestStream::kSendLimitMs + 3000);
+    m_post.Close(100);
 }
 
 TEST_F(StreamSending, RefusedConnectionIsNotSentAndFailsTheWrite)
