@@ -88,7 +88,7 @@ std::string WithoutPrefix(const std::string& line)
 {
     // Matched on the beginning only: messages may be as long as a camera's answer.
     static const std::regex kPrefix(
-        R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d+\] VIDEO_QUORVANE (\d+) [A-Za-z]+\.(?:cpp|h)\(\d+\) )");
+        R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d+\] VIDEO_QUORVANE (\d+) [A-Za-z0-9]+\.(?:cpp|h)\(\d+\) )");
     std::smatch match;
     const std::string start = line.substr(0, 200);
     if (!std::regex_search(start, match, kPrefix))

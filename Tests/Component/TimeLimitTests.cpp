@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <iostream>
 #include <thread>
 
 namespace
@@ -109,6 +110,50 @@ TEST_F(TimeLimit, SettingsAreAskedForAnewAfterTenSeconds)
     EXPECT_EQ(S_OK, ReadSettings(command.get()));
     EXPECT_EQ(4u, camera.Requests().size());
     EXPECT_EQ("command/inquiry.cgi?inq=camera", RequestOf(camera.Requests().back()));
+}
+
+ScriptedReply Dripping(std::size_t pieceBytes, unsigned pauseMs, bool headAtOnce)
+{
+    ScriptedReply reply = HttpReply(200, std::string(4'000'000, 'x'));
+    reply.pieceBytes = pieceBytes;
+    reply.pauseMs = pauseMs;
+    reply.wholeBytes = headAtOnce ? reply.bytes.find("\r\n\r\n") + 4 : 0;
+    return reply;
+}
+
+TEST_F(TimeLimit, HoldsForACameraThatDrips)
+{
+    constexpr Milliseconds kLimit{400};
+    const struct
+    {
+        const char* reason;
+        ScriptedReply reply;
+        HRESULT hr;
+        Milliseconds held;
+    } rows[] = {
+        {"a byte of the header each second", Dripping(1, 1000, false), kTimedOut, kLimit},
+        {"a byte of the body each second", Dripping(1, 1000, true), E_FAIL, kLimit},
+        {"a buffer of the body in time, again and again", Dripping(5000, 100, true), E_FAIL, 16 * kLimit},
+    };
+    m_registry.SetText(kTimeLimit, L"400");
+    Outcome outcomes[std::size(rows)];
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+    {
+        const CScriptedCamera& camera = MakeCamera({ProbeReply(), rows[i].reply});
+        threads.emplace_back([&, i] { outcomes[i] = Measure(camera, [](auto c) { return c->SetAudioInVolume(1); }); });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+    {
+        EXPECT_EQ(rows[i].hr, outcomes[i].hr) << rows[i].reason;
+        EXPECT_GE(outcomes[i].elapsed, rows[i].held) << rows[i].reason;
+        EXPECT_LT(outcomes[i].elapsed, rows[i].held + Milliseconds(1500)) << rows[i].reason;
+        std::cout << rows[i].reason << ": held for " << outcomes[i].elapsed.count() << " ms\n";
+    }
+    EXPECT_EQ(1u, m_log.Count("8 CAsyncHttpRequest::SendRequest, response not complete after 6400 ms, given up, url = "
+                              "'command/camera.cgi?AudioInVolume=1'"));
 }
 
 TEST_F(TimeLimit, RegistryReplacesIt)

@@ -151,7 +151,8 @@ bool CScriptedCamera::Send(SOCKET connection, const ScriptedReply& reply)
             std::unique_lock lock(m_mutex);
             m_arrived.wait_for(lock, std::chrono::milliseconds(reply.pauseMs), [this] { return m_stopping; });
         }
-        const std::size_t count = std::min(pieceBytes, reply.bytes.size() - sent);
+        const std::size_t wantedBytes = sent < reply.wholeBytes ? reply.wholeBytes - sent : pieceBytes;
+        const std::size_t count = std::min(wantedBytes, reply.bytes.size() - sent);
         if (!Loopback::SendAll(connection, std::string_view(reply.bytes).substr(sent, count)))
             return false;
         sent += count;

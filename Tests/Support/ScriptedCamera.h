@@ -21,6 +21,7 @@ struct ScriptedReply
     bool silentAfter = false;   ///< nothing more is sent, the connection stays open until the client closes it
     std::size_t pieceBytes = 0; ///< when not 0, the bytes go out in pieces of this size, one send each
     unsigned pauseMs = 0;       ///< ... with this pause between two pieces
+    std::size_t wholeBytes = 0; ///< ... behind these, which go out at once
 };
 
 /// A reply with a status line, Content-Length and body; the connection is kept.
