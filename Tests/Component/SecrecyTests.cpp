@@ -48,7 +48,6 @@ protected:
     {
         ::SetEnvironmentVariableW(L"ORBELL_LOG_FILE", (m_folder / "secret.log").c_str());
         ::SetEnvironmentVariableW(L"ORBELL_LOG_LEVELS", L"0xFFFFFFFF");
-        m_registry.SetText(kTimeLimit, L"1500");
     }
     void TearDown() override
     {
@@ -205,7 +204,9 @@ TEST_F(Secrecy, WhenHttpFails)
         StartFor("SNC-EP580", Ask(AuthenticationScheme::Basic));
         ASSERT_EQ(S_OK, m_command->ConnectToCamera()) << fault;
         m_camera->AddFault(fault);
+        m_registry.SetText(kTimeLimit, L"1000");
         UseIpela();
+        m_registry.Remove(kTimeLimit);
     }
     Forsake();
     EXPECT_EQ(1u, m_told.size()) << "Basic is always the same";

@@ -133,7 +133,7 @@ TEST_F(TimeLimit, HoldsForACameraThatDrips)
     } rows[] = {
         {"a byte of the header each second", Dripping(1, 1000, false), kTimedOut, kLimit},
         {"a byte of the body each second", Dripping(1, 1000, true), E_FAIL, kLimit},
-        {"a buffer of the body in time, again and again", Dripping(5000, 100, true), E_FAIL, 16 * kLimit},
+        {"a buffer of the body in time, again and again", Dripping(5000, 200, true), E_FAIL, 16 * kLimit},
     };
     m_registry.SetText(kTimeLimit, L"400");
     Outcome outcomes[std::size(rows)];

@@ -6,7 +6,6 @@
 #include "Protocol/ServerTable.h"
 #include "TextEncoding/Encoding.h"
 #include "Win32/RegistryKey.h"
-#include "Win32/TimeLimit.h"
 
 #include <algorithm>
 #include <cstring>
@@ -444,8 +443,7 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
                                     std::wstring& response)
 {
     CRequestBlock& block = request.Block();
-    const DWORD wholeLimitMs = Times(timeoutMs, kBodyTimeLimits);
-    const CTimeLimit wholeLimit(wholeLimitMs);
+    const DWORD startTick = ::GetTickCount();
     std::size_t totalBytes = 0;
     for (;;)
     {
@@ -462,7 +460,9 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
                 kMaximumResponseBytes, url);
             return E_FAIL;
         }
-        if (wholeLimit.RemainingMs() == 0)
+        const DWORD wholeLimitMs =
+            Times(timeoutMs, kBodyTimeLimits + static_cast<DWORD>(totalBytes / kBytesOfATimeLimit));
+        if (::GetTickCount() - startTick >= wholeLimitMs)
         {
             Log(LogLevel::Error,
                 L"CAsyncHttpRequest::SendRequest, response not complete after %d ms, given up, url = '%s'",

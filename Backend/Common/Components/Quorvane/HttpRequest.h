@@ -49,8 +49,8 @@ public:
     /// `statusCode` receives the HTTP status, or the failure of the exchange when there was none; `response` the body,
     /// decoded from the system's ANSI code page, empty on failure.
     /// `timeoutMs` limits each wait: for the response headers (twice when credentials are asked for) and for every
-    /// 4095 bytes of body, and kBodyTimeLimits times it the body as a whole. The registry value
-    /// CameraCGICommandTimeout replaces it.
+    /// 4095 bytes of body; the body as a whole may take kBodyTimeLimits of them, and one more for every
+    /// kBytesOfATimeLimit that have come. The registry value CameraCGICommandTimeout replaces it.
     /// S_OK (also for status 500, whose body the caller wants); kRequestTimeout when no answer came in time;
     /// E_FAIL for every other failure, a failing HTTP status included; E_UNEXPECTED when not connected.
     [[nodiscard]] HRESULT SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
@@ -67,8 +67,9 @@ public:
     /// A longer body is given up: what a camera sends must not exhaust the host's address space.
     static constexpr std::size_t kMaximumResponseBytes = 16u * 1024 * 1024;
     /// Nor may it, with a few bytes now and then, keep a caller for hours. Of no importance up to 64 KB of body,
-    /// however slow.
+    /// however slow, nor for a large one that comes at some speed.
     static constexpr DWORD kBodyTimeLimits = 16;
+    static constexpr std::size_t kBytesOfATimeLimit = 256 * 1024;
     /// A longer header is given up: the challenge among them stays as long as the connection.
     static constexpr DWORD kMaximumHeaderBytes = 64 * 1024;
 

@@ -94,9 +94,7 @@ void ParseMedia(std::string_view value, MediaDescription& media)
     media.port = port.Next('/');
     media.numberOfPorts = port.Next('/');
     media.protocol = tokens.Next(kBlank);
-    for (std::string_view format = tokens.Next(kBlank);
-         !format.empty() && media.formats.size() < CSessionDescription::kMaximumFormatsOfMedia;
-         format = tokens.Next(kBlank))
+    for (std::string_view format = tokens.Next(kBlank); !format.empty(); format = tokens.Next(kBlank))
         media.formats[format].format = format;
 }
 
@@ -184,13 +182,16 @@ void CSessionDescription::Initialize(std::string_view sdpText, std::string_view 
     if (sdpText.empty())
         return;
     CTokenizer lines({m_texts.get() + source.size(), sdpText.size()});
-    std::string_view line = lines.Next('\n');
-    for (; !line.empty() && m_recordCount < kMaximumRecords; line = lines.Next('\n'))
+    for (std::string_view line = lines.Next('\n'); !line.empty() && m_recordCount <= kMaximumRecords;
+         line = lines.Next('\n'))
         ParseLine(line);
-    if (!line.empty())
-        Log(LogLevel::Debug,
-            L"CSessionDescription::Initialize, session description of more than %d records, the rest is left out",
+    if (m_recordCount > kMaximumRecords)
+    {
+        Log(LogLevel::Debug, L"CSessionDescription::Initialize, session description of more than %d records given up",
             kMaximumRecords);
+        Initialize({}, m_source);
+        return;
+    }
     if (!IsValid())
         Log(LogLevel::Debug, L"CSessionDescription::Initialize, invalid session description string: %s", sdpText);
 }
@@ -249,7 +250,7 @@ void CSessionDescription::ParseField(char type, std::string_view value)
         break;
     case 'c':
         ParseConnection(value, media != nullptr ? media->connections.emplace_back() : m_sessionConnection);
-        ++m_recordCount;
+        m_recordCount += media != nullptr ? 1 : 0;
         break;
     case 'b':
         (media != nullptr ? media->bandwidth : m_sessionBandwidth) = value;

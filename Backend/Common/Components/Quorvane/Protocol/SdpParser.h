@@ -92,7 +92,7 @@ public:
 
     /// Replaces what was there. `source` is the URL to which relative control URLs belong.
     /// A text that breaks the rules is kept as far as it was understood: ask IsValid. Of one that is longer than
-    /// kMaximumTextBytes nothing is kept, and of one with more than kMaximumRecords the beginning.
+    /// kMaximumTextBytes, or has more than kMaximumRecords, nothing is kept.
     void Initialize(std::string_view sdpText, std::string_view source);
     void Clear();
 
@@ -102,10 +102,8 @@ public:
     /// Cameras write a few kilobytes. A text takes many times its length in memory, and each look at its rules takes a
     /// log line for each rule that is broken.
     static constexpr std::size_t kMaximumTextBytes = 256 * 1024;
-    /// Media, formats, connections, and lines that are complained about. Cameras write some ten; behind this many the
-    /// rest is left unread, give or take the formats of one m= line.
+    /// Media, their formats and connections, and lines that are complained about. Cameras write some ten.
     static constexpr std::size_t kMaximumRecords = 1000;
-    static constexpr std::size_t kMaximumFormatsOfMedia = 128; ///< as many payload types as there are (RFC 3550, 5.1)
 
     std::string_view Source() const noexcept
     {
