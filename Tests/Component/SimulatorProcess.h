@@ -11,15 +11,16 @@
 #include <string>
 
 /// camerasim.exe in a process of its own, so that a test that counts handles and threads counts the client's only.
-/// Ended when this dies; should the test be killed, it ends by itself after five minutes.
+/// Ended when this dies; should the test be killed, it ends by itself after `lifeSeconds`.
 class CSimulatorProcess
 {
 public:
-    explicit CSimulatorProcess(const std::wstring& options = {})
+    explicit CSimulatorProcess(const std::wstring& options = {}, unsigned lifeSeconds = 300)
     {
         const std::filesystem::path portFile = m_folder / "ports.json";
-        std::wstring commandLine = L"\"" + ProgramPath() + L"\" --no-control --seconds 300 --port-file \"" +
-                                   portFile.wstring() + L"\" " + options;
+        std::wstring commandLine = L"\"" + ProgramPath() + L"\" --no-control --seconds " +
+                                   std::to_wstring(lifeSeconds) + L" --port-file \"" + portFile.wstring() + L"\" " +
+                                   options;
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         PROCESS_INFORMATION process = {};

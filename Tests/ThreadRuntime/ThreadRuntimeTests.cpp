@@ -1,9 +1,12 @@
 #include "Tests/Support/HandleCount.h"
+#include "Tests/Support/ImportPatch.h"
+#include "Tests/Support/ImportTable.h"
 #include "Tests/Support/TlsIndex.h"
 #include "Win32/Handles.h"
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -150,6 +153,37 @@ TEST(ThreadRuntime, ThrowsWhenTheHostUsedUpTheFiberLocalSlots)
     for (const DWORD slot : slots)
         ::FlsFree(slot);
     EXPECT_LT(slots.size(), kMostSlots);
+}
+
+void* RefuseMemory(std::size_t)
+{
+    return nullptr;
+}
+
+void* RefuseClearMemory(std::size_t, std::size_t)
+{
+    return nullptr;
+}
+
+DWORD ThrowLastErrorInProbe(void* library)
+{
+    return Export<ThrowLastError>(*static_cast<CLibraryHandle*>(library), "ProbeThrowLastError@0")();
+}
+
+TEST(ThreadRuntime, FirstExceptionOfAThreadNeedsNoMemory)
+{
+    CLibraryHandle probe = LoadProbe();
+    std::deque<CImportPatch> patches;
+    for (const ImportedFunction& function : ImportTable::Read(probe.get()))
+    {
+        if (function.name == "malloc")
+            patches.emplace_back(function.slot, &RefuseMemory);
+        if (function.name == "calloc")
+            patches.emplace_back(function.slot, &RefuseClearMemory);
+    }
+    ASSERT_FALSE(patches.empty());
+    CSteppedThread thread(&ThrowLastErrorInProbe, &probe);
+    EXPECT_EQ(4711u, thread.End());
 }
 
 constexpr long kConstructingThreads = 4;

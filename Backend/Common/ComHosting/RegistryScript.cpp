@@ -39,8 +39,10 @@ HRESULT LoadSystemAtl(CLibraryHandle& library)
 {
     wchar_t folder[MAX_PATH] = {};
     const UINT countChars = ::GetSystemDirectoryW(folder, MAX_PATH);
-    if (countChars == 0 || countChars >= MAX_PATH)
-        return E_UNEXPECTED;
+    if (countChars == 0)
+        return static_cast<HRESULT>(HRESULT_FROM_WIN32(::GetLastError()));
+    if (countChars >= MAX_PATH)
+        return static_cast<HRESULT>(HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE));
     library.reset(
         ::LoadLibraryExW((std::wstring(folder) + L"\\atl.dll").c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
     return library ? S_OK : static_cast<HRESULT>(HRESULT_FROM_WIN32(::GetLastError()));

@@ -7,6 +7,7 @@
 /// good (after some thousand loads the process has no TLS index left), each thread that ever catches an exception gets
 /// two more handles, and a process-wide exception handler is installed. None of that happens here.
 ///
+/// ThreadLocals.cpp stands in for GCC's own thread-local variables, which end the process when memory is short.
 /// Linked with it comes UnwinderRegistration.cpp, without which a throw would end a host that has GCC's shared unwinder
 /// loaded.
 ///

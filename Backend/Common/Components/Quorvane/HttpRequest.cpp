@@ -47,16 +47,19 @@ DWORD Times(DWORD limitMs, DWORD factor)
     return limitMs < kLongestMs / factor ? limitMs * factor : kLongestMs;
 }
 
-/// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text.
-void AppendAnsiText(std::wstring& text, const char* bytes)
+/// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text. False, with the last error, when
+/// the system cannot decode it.
+bool AppendAnsiText(std::wstring& text, const char* bytes)
 {
     const int lengthBytes = static_cast<int>(std::strlen(bytes));
     if (lengthBytes == 0)
-        return;
+        return true;
     const std::size_t oldLength = text.size();
     const int countChars = ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, nullptr, 0);
+    if (countChars == 0)
+        return false;
     text.resize(oldLength + static_cast<std::size_t>(countChars));
-    ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, text.data() + oldLength, countChars);
+    return ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, text.data() + oldLength, countChars) != 0;
 }
 
 bool IsHttpStatus(DWORD sendResult) noexcept
@@ -470,7 +473,14 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
             return E_FAIL;
         }
         block.readBuffer[block.bytesRead] = '\0';
-        AppendAnsiText(response, block.readBuffer);
+        // A part that is missing would be taken for a setting that the camera does not have.
+        if (!AppendAnsiText(response, block.readBuffer))
+        {
+            Log(LogLevel::Error,
+                L"CAsyncHttpRequest::SendRequest, failed to MultiByteToWideChar, dwLastError = %d, url = '%s'",
+                ::GetLastError(), url);
+            return E_FAIL;
+        }
     }
 }
 

@@ -9,11 +9,30 @@
 
 #include <Quorvane.h>
 
+#include <new>
+
 namespace
 {
 using AVCommandInterfaces = ComInterfaceChain<IAVCommand5, IAVCommand4, IAVCommand3, IAVCommand2, IAVCommand>;
 
-constinit CComClassFactory s_avCommandFactory(&CreateComObject<CAVCommand, AVCommandInterfaces>);
+/// Logs why there is no object, which the client only gets as a result.
+HRESULT CreateAVCommand(IUnknown* outer, REFIID iid, void** object)
+try
+{
+    return CreateComObject<CAVCommand, AVCommandInterfaces>(outer, iid, object);
+}
+catch (HRESULT hr)
+{
+    Log(LogLevel::Error, L"CAVCommand, no object could be made, hr = 0x%x", hr);
+    throw;
+}
+catch (const std::bad_alloc&)
+{
+    Log(LogLevel::Error, L"CAVCommand, out of memory");
+    throw;
+}
+
+constinit CComClassFactory s_avCommandFactory(&CreateAVCommand);
 
 constinit const ComObjectMapEntry kObjectMap[] = {
     {&CLSID_AVCommand, IDR_AVCOMMAND, {}, &s_avCommandFactory},

@@ -1,0 +1,81 @@
+// Every system function that the component imports fails once, in a session with each kind of camera: the client gets
+// the right result, the log says why, nothing crashes, hangs or is left behind, and the next session works.
+
+#include "Tests/FailedCalls/FunctionTable.h"
+#include "Tests/FailedCalls/WorkerProcess.h"
+#include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/ImportTable.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <set>
+
+namespace
+{
+std::set<std::string> ImportedNames()
+{
+    const CComponentLibrary library;
+    std::set<std::string> names;
+    for (const ImportedFunction& function : ImportTable::Read(library.Module()))
+        names.insert(function.name);
+    return names;
+}
+
+std::set<std::string> KnownNames()
+{
+    std::set<std::string> names;
+    for (const FunctionRow& row : FunctionTable())
+        EXPECT_TRUE(names.insert(row.name).second) << row.name << " has two rows";
+    return names;
+}
+
+std::set<std::string> NamesThatFail()
+{
+    std::set<std::string> names;
+    for (const FunctionRow& row : FunctionTable())
+        if (row.kind == FunctionRow::Kind::Fails)
+            names.insert(row.name);
+    return names;
+}
+
+void ExpectNoDefects(const wchar_t* mode, DWORD limitMs)
+{
+    Report report;
+    WorkerProcess::Run(L"slots", limitMs, report);
+    EXPECT_TRUE(report.isFinished);
+    WorkerProcess::Run(mode, limitMs, report);
+    std::cout << report.Table();
+    for (const std::string& defect : report.defects)
+        ADD_FAILURE() << defect;
+    EXPECT_TRUE(report.isFinished);
+    EXPECT_EQ(0u, report.mostHandles);
+    EXPECT_EQ(NamesThatFail(), report.NamesThatFailed());
+}
+
+TEST(FailedCalls, TableKnowsEveryFunctionThatTheComponentImports)
+{
+    const std::set<std::string> known = KnownNames();
+    for (const std::string& name : ImportedNames())
+        EXPECT_TRUE(known.contains(name)) << "how " << name << " fails is not in the table";
+}
+
+TEST(FailedCalls, TableKnowsNothingElse)
+{
+    const std::set<std::string> imported = ImportedNames();
+    for (const std::string& name : KnownNames())
+        EXPECT_TRUE(imported.contains(name)) << name << " is not imported any more";
+}
+
+TEST(FailedCalls, FirstCallOfEachFunctionFailsWithoutHarm)
+{
+    ExpectNoDefects(L"first", 120'000);
+}
+
+// Takes long; run by ./dev failcalls.
+TEST(FailedCalls, DISABLED_EveryCallFailsWithoutHarm)
+{
+    ExpectNoDefects(L"all", 4 * 3600 * 1000);
+}
+} // namespace

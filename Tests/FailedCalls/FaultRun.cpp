@@ -1,0 +1,255 @@
+#include "Tests/FailedCalls/FaultRun.h"
+
+#include "Tests/FailedCalls/Hook.h"
+
+#include "Tests/Support/HandleCount.h"
+#include "Win32/Handles.h"
+
+#include <algorithm>
+#include <set>
+
+namespace
+{
+constexpr DWORD kPollMs = 5;
+
+/// Until the condition holds, within the limit: WinInet lets go of a closed request in its own time, and its worker
+/// threads of themselves.
+template <class Condition>
+bool Settles(DWORD limitMs, Condition condition)
+{
+    const CKernelHandle never(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    for (DWORD waitedMs = 0; !condition(); waitedMs += kPollMs)
+    {
+        if (waitedMs >= limitMs)
+            return false;
+        ::WaitForSingleObject(never.get(), kPollMs);
+    }
+    return true;
+}
+
+std::string Places(const FaultPlan::Hit& hit)
+{
+    std::ostringstream text;
+    text << std::hex;
+    for (const std::uintptr_t place : hit.places)
+        text << (text.tellp() != 0 ? " " : "") << "0x" << place;
+    return text.str();
+}
+
+bool IsAboutMemory(const FunctionRow& row)
+{
+    static const std::set<std::string> names = {"malloc", "calloc", "realloc", "CoTaskMemAlloc", "SysAllocStringLen"};
+    return names.contains(row.name);
+}
+} // namespace
+
+CFaultRun::CFaultRun(const std::string& resultsPath, const Surroundings& surroundings)
+    : m_results(resultsPath, std::ios::app), m_sessions(surroundings)
+{
+}
+
+void CFaultRun::Record(std::initializer_list<std::string> fields)
+{
+    bool isFirst = true;
+    for (const std::string& field : fields)
+        m_results << (std::exchange(isFirst, false) ? "" : "\t") << field;
+    m_results << '\n' << std::flush;
+}
+
+void CFaultRun::MakeReferences(bool isEveryCall)
+{
+    for (const Script& script : Scripts())
+        if (isEveryCall || script.isLogging)
+            MakeReference(script);
+    m_owned = Owned::Count();
+    m_handles = CountOwnHandles();
+}
+
+void CFaultRun::MakeReference(const Script& script)
+{
+    // The first sessions fill what the component keeps for all: tables of servers, buffers of its threads.
+    constexpr int kSessions = 3;
+    Reference& reference = m_references[script.name];
+    for (int i = 0; i < kSessions; ++i)
+    {
+        const SessionOutcome outcome = RunSession(script);
+        if (i == kSessions - 1 && outcome.steps != reference.steps)
+            Record({"defect", script.name, "", "0", "two sessions without a fault are not alike"});
+        reference.steps = outcome.steps;
+        for (const FunctionRow& row : FunctionTable())
+            if (row.hook != nullptr)
+                reference.calls[row.name] = std::max(reference.calls[row.name], row.hook->calls.load());
+    }
+    for (const StepResult& step : reference.steps)
+        if (FAILED(step.hr))
+            Record({"defect", script.name, "", "0", "fails without a fault: " + step.name});
+    for (const FunctionRow& row : FunctionTable())
+        if (IsCalled(script, row) && reference.calls[row.name] != 0)
+            Record({"calls", script.name, row.name, std::to_string(reference.calls[row.name])});
+}
+
+void CFaultRun::GoOnBehind(FaultName last)
+{
+    m_last = std::move(last);
+}
+
+bool CFaultRun::IsSkipped(const Script& script, const FunctionRow& row, unsigned number)
+{
+    if (!m_last)
+        return false;
+    if (m_last->script == script.name && m_last->function == row.name && m_last->number <= number)
+    {
+        const bool isLast = m_last->number == number;
+        m_last.reset();
+        return isLast;
+    }
+    return true;
+}
+
+void CFaultRun::Go(bool isEveryCall)
+{
+    std::set<std::string> seen;
+    for (const Script& script : Scripts())
+    {
+        for (const FunctionRow& row : FunctionTable())
+        {
+            if (!IsCalled(script, row))
+                continue;
+            if (isEveryCall ? script.isLogging || IsAboutMemory(row) : seen.insert(row.name).second)
+                FailCalls(script, row, isEveryCall);
+        }
+    }
+    CheckHandles();
+    Record({"finished"});
+}
+
+void CFaultRun::GoForSlots()
+{
+    // Once for the life of the process.
+    for (const FunctionRow& row : FunctionTable())
+        if (row.name == "FlsAlloc")
+            FailCall(Scripts().front(), row, 1);
+    Record({"finished"});
+}
+
+bool CFaultRun::IsCalled(const Script& script, const FunctionRow& row)
+{
+    if (row.kind != FunctionRow::Kind::Fails || row.name == "FlsAlloc")
+        return false;
+    if (script.onlyFunction != nullptr && row.name != script.onlyFunction)
+        return false;
+    return row.needsThrow ? &script == &Scripts().front() : m_references[script.name].calls[row.name] != 0;
+}
+
+void CFaultRun::FailCalls(const Script& script, const FunctionRow& row, bool isEveryCall)
+{
+    const unsigned count = isEveryCall && !row.needsThrow ? m_references[script.name].calls[row.name] : 1;
+    for (unsigned number = 1; number <= count; ++number)
+        if (!IsSkipped(script, row, number) && !FailCall(script, row, number))
+            return;
+    // The system's worker threads take seconds to end.
+    if (isEveryCall && !m_last)
+        CheckHandles();
+}
+
+void CFaultRun::Arm(const FunctionRow& row, unsigned number)
+{
+    FaultPlan::Arm(*row.hook, number, row.needsThrow ? QUORVANE_HOOK(InitializeCriticalSectionAndSpinCount) : nullptr);
+}
+
+bool CFaultRun::FailCall(const Script& script, const FunctionRow& row, unsigned number)
+{
+    const std::string numberText = std::to_string(number);
+    Record({"begin", script.name, row.name, numberText});
+    Arm(row, number);
+    const SessionOutcome outcome = RunSession(script);
+    FaultPlan::Disarm();
+    const FaultPlan::Hit hit = FaultPlan::LastHit();
+    if (!hit.isHit)
+    {
+        Record({"missed", script.name, row.name, numberText});
+        return false;
+    }
+    const Verdict verdict = Judge(row, script, hit, m_references[script.name].steps, outcome);
+    if (verdict.kind == Verdict::Kind::Defect)
+    {
+        Record({"defect", script.name, row.name, numberText, std::string(hit.step) + ": " + verdict.text, Places(hit)});
+        for (const std::string& line : outcome.lines)
+            if (!line.starts_with("1 "))
+                Record({"log", line});
+    }
+    RunWithoutFault(script);
+    CheckLeaks(script, row, number);
+    Record({verdict.kind == Verdict::Kind::Reported ? "reported" : "unnoticed", script.name, row.name, numberText,
+            verdict.text, Places(hit), std::to_string(outcome.durationMs)});
+    return true;
+}
+
+void CFaultRun::RunWithoutFault(const Script& script)
+{
+    const SessionOutcome outcome = RunSession(script);
+    const std::vector<StepResult>& steps = m_references[script.name].steps;
+    if (outcome.steps == steps)
+        return;
+    const auto [got, wanted] = std::ranges::mismatch(outcome.steps, steps);
+    const std::string name = got != outcome.steps.end() ? got->name : "the end";
+    Record({"defect", script.name, "", "0", "the session without the fault fails afterwards: " + name});
+    for (const std::string& line : outcome.lines)
+        if (line.starts_with("8 "))
+            Record({"log", line});
+}
+
+std::optional<Resource> CFaultRun::FindExcess()
+{
+    const auto excess = [this]() -> std::optional<Resource> {
+        const Owned::Counts now = Owned::Count();
+        for (std::size_t kind = 0; kind < now.size(); ++kind)
+            if (now[kind] > m_owned[kind])
+                return static_cast<Resource>(kind);
+        return std::nullopt;
+    };
+    constexpr DWORD kLimitMs = 5000;
+    Settles(kLimitMs, [&] { return !excess(); });
+    return excess();
+}
+
+void CFaultRun::CheckLeaks(const Script& script, const FunctionRow& row, unsigned number)
+{
+    constexpr int kRepetitions = 2;
+    std::optional<Resource> excess = FindExcess();
+    for (int i = 0; i < kRepetitions && excess; ++i)
+    {
+        m_owned = Owned::Count();
+        Arm(row, number);
+        (void)RunSession(script);
+        FaultPlan::Disarm();
+        RunWithoutFault(script);
+        excess = FindExcess();
+    }
+    if (excess)
+    {
+        Record({"defect", script.name, row.name, std::to_string(number),
+                "leaves behind: " + std::string(NameOf(*excess)), Places(FaultPlan::LastHit())});
+        m_owned = Owned::Count();
+    }
+}
+
+void CFaultRun::CheckHandles()
+{
+    constexpr DWORD kLimitMs = 30'000;
+    unsigned handles = 0;
+    Settles(kLimitMs,
+            [&] { return (handles = CountOwnHandles()) <= m_handles + 1; }); // and the event that it waits with
+    Record({"handles", std::to_string(m_handles), std::to_string(handles)});
+}
+
+SessionOutcome CFaultRun::RunSession(const Script& script)
+{
+    SessionOutcome outcome = m_sessions.Run(script);
+    if (!outcome.hasEnded)
+    {
+        Record({"hangs", script.name});
+        ::TerminateProcess(::GetCurrentProcess(), 3);
+    }
+    return outcome;
+}

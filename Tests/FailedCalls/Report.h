@@ -1,0 +1,44 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+/// What the records of a run say.
+struct Report
+{
+    struct Function
+    {
+        std::map<std::string, unsigned> calls; ///< in one session of each script
+        unsigned reported = 0;
+        unsigned unnoticed = 0;
+        unsigned defects = 0;
+        unsigned longestMs = 0;
+        std::set<std::string> places;
+    };
+
+    std::map<std::string, Function> functions;
+    std::vector<std::string> defects; ///< each a text of several lines
+    bool isFinished = false;
+    unsigned mostHandles = 0; ///< more than there were before, at the end of any function's calls
+
+    /// What has begun without an end, if anything.
+    struct Begun
+    {
+        std::string script;
+        std::string function;
+        std::string number;
+    };
+    Begun begun;
+
+    /// Takes one line of the results file.
+    void Add(const std::string& record);
+    /// The process that wrote the records has died.
+    void AddDeath(const std::string& how);
+
+    /// Of which a call was let fail and its session has ended.
+    std::set<std::string> NamesThatFailed() const;
+    /// A line for each function, and the sums.
+    std::string Table() const;
+};

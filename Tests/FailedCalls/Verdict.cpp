@@ -1,0 +1,72 @@
+#include "Tests/FailedCalls/Verdict.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace
+{
+using Kind = Verdict::Kind;
+
+std::string Hex(HRESULT hr)
+{
+    std::ostringstream text;
+    text << "0x" << std::hex << static_cast<unsigned long>(hr);
+    return text.str();
+}
+
+std::string Describe(const StepResult& step)
+{
+    return step.name + " -> " + Hex(step.hr) + (step.values.empty() ? "" : " (" + step.values + ")");
+}
+
+bool HasLine(const FunctionRow& row, const SessionOutcome& outcome)
+{
+    return std::ranges::any_of(outcome.lines, [&](const std::string& line) {
+        return std::ranges::any_of(row.lines,
+                                   [&](const std::string& part) { return line.find(part) != std::string::npos; });
+    });
+}
+
+/// An Axis camera is asked first whether it is one of the other family: that this fails is nothing new.
+bool IsOtherFamilysProbe(const Script& script, const FaultPlan::Hit& hit)
+{
+    return std::string_view(script.name).starts_with("axis") && std::string_view(hit.step) == "probe";
+}
+
+Verdict JudgeSuffering(const FunctionRow& row, const Script& script, const StepResult& first,
+                       const SessionOutcome& outcome)
+{
+    if (std::ranges::find(row.results, first.hr) == row.results.end())
+        return {Kind::Defect, "another result than belongs to it: " + Describe(first)};
+    if (script.isLogging && !HasLine(row, outcome))
+        return {Kind::Defect, "no line in the log: " + Describe(first)};
+    return {Kind::Reported, Describe(first)};
+}
+} // namespace
+
+Verdict Judge(const FunctionRow& row, const Script& script, const FaultPlan::Hit& hit,
+              const std::vector<StepResult>& reference, const SessionOutcome& outcome)
+{
+    const StepResult* first = nullptr;
+    for (std::size_t i = 0; i < outcome.steps.size(); ++i)
+    {
+        const StepResult& step = outcome.steps[i];
+        const auto expected = std::ranges::find(reference, step.name, &StepResult::name);
+        if (expected == reference.end())
+            return {Kind::Defect, "not in the session without a fault: " + Describe(step)};
+        const bool isSame =
+            i < reference.size() && reference[i].name == step.name ? reference[i] == step : *expected == step;
+        if (isSame)
+            continue;
+        if (step.hr == S_OK)
+            return {Kind::Defect, "success with a wrong outcome: " + Describe(step)};
+        first = first != nullptr ? first : &step;
+    }
+    if (first != nullptr)
+        return JudgeSuffering(row, script, *first, outcome);
+    if (outcome.steps.size() != reference.size())
+        return {Kind::Defect, "the session ended early"};
+    if (row.reason == nullptr && !IsOtherFamilysProbe(script, hit))
+        return {Kind::Defect, "nobody has noticed"};
+    return {Kind::Unnoticed, hit.step};
+}
