@@ -106,17 +106,18 @@ bool CFaultRun::IsSkipped(const Script& script, const FunctionRow& row, unsigned
     return true;
 }
 
-void CFaultRun::Go(bool isEveryCall)
+void CFaultRun::Go(const std::string& mode)
 {
+    const bool isFirstOnly = mode == "first";
     std::set<std::string> seen;
     for (const Script& script : Scripts())
     {
         for (const FunctionRow& row : FunctionTable())
         {
-            if (!IsCalled(script, row))
+            if (!IsCalled(script, row) || (!isFirstOnly && mode != "all" && mode != row.name))
                 continue;
-            if (isEveryCall ? script.isLogging || IsAboutMemory(row) : seen.insert(row.name).second)
-                FailCalls(script, row, isEveryCall);
+            if (isFirstOnly ? seen.insert(row.name).second : script.isLogging || IsAboutMemory(row))
+                FailCalls(script, row, !isFirstOnly);
         }
     }
     CheckHandles();

@@ -27,8 +27,9 @@ public:
     /// Sessions without a fault: what they return, how often they call what, and what is left behind.
     void MakeReferences(bool isEveryCall);
     void GoOnBehind(FaultName last);
-    /// Every call of every function, or of each the first call that any session makes.
-    void Go(bool isEveryCall);
+    /// "all": every call of every function; "first": of each the first call that any session makes; the name of a
+    /// function: every call of this one.
+    void Go(const std::string& mode);
     /// The one call that a process makes only once, whatever it does afterwards.
     void GoForSlots();
 

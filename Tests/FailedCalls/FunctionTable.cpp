@@ -175,8 +175,9 @@ void AddText(std::vector<FunctionRow>& rows)
     rows.push_back(Fails(QUORVANE_HOOK(MultiByteToWideChar), 0, kOwnsNothing,
                          {{"8 CAsyncHttpRequest::SendRequest, failed to MultiByteToWideChar, dwLastError = 1816"}}));
     rows.push_back(Fails(QUORVANE_HOOK(WideCharToMultiByte), 0, kOwnsNothing,
-                         {{"8 AuthorizationRequest::CreateDigestAuthorizationCredentials, empty uri or method",
-                           "8 AuthorizationRequest::CreateDigestAuthorizationCredentials, line break"}}));
+                         {{"8 AuthorizationRequest::CreateAuthorizationCredentials, failed to WideCharToMultiByte, "
+                           "dwLastError = 1816"}},
+                         "a request that is refused for want of credentials is sent once more, with them"));
     rows.push_back({"IsDBCSLeadByteEx", Kind::NotReached, "the C library's, for text that we do not convert with it"});
 }
 

@@ -1,5 +1,5 @@
 // One process in which calls fail, one after another. Started by the tests, and again where it was when it crashes:
-//     FailedCallsWorker RESULTS IPELA-PORT AXIS-PORT RELATIVE-PORT first|all|slots [SCRIPT FUNCTION NUMBER]
+//     FailedCallsWorker RESULTS IPELA-PORT AXIS-PORT RELATIVE-PORT first|all|slots|FUNCTION [SCRIPT FUNCTION NUMBER]
 // The last three name the fault behind which it goes on. Each line of the results file is a record, its fields
 // separated by tabs; what has begun without an end is what the process died of.
 
@@ -82,13 +82,13 @@ int Run(int count, char** arguments)
     CFaultRun run(arguments[1], surroundings);
     HookEverything(library);
     const std::string mode = arguments[5];
-    run.MakeReferences(mode == "all");
+    run.MakeReferences(mode != "first" && mode != "slots");
     if (count == 9)
         run.GoOnBehind({arguments[6], arguments[7], number(8)});
     if (mode == "slots")
         run.GoForSlots();
     else
-        run.Go(mode == "all");
+        run.Go(mode);
     return SUCCEEDED(library.UnregisterServer()) ? 0 : 1;
 }
 } // namespace

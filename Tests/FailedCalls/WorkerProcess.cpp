@@ -51,7 +51,7 @@ void ReadRecords(const std::filesystem::path& path, std::streamoff& position, Re
 }
 } // namespace
 
-void WorkerProcess::Run(const wchar_t* mode, DWORD limitMs, Report& report)
+void WorkerProcess::Run(const std::string& mode, DWORD limitMs, Report& report)
 {
     const CTemporaryFolder folder;
     const std::filesystem::path results = folder / "results";
@@ -66,7 +66,7 @@ void WorkerProcess::Run(const wchar_t* mode, DWORD limitMs, Report& report)
         const Report::Begun last = std::exchange(report.begun, {});
         std::wstring commandLine = L"\"" + WorkerPath() + L"\" \"" + results.wstring() + L"\" " +
                                    std::to_wstring(ipela.Port()) + L" " + std::to_wstring(axis.Port()) + L" " +
-                                   std::to_wstring(relative.Port()) + L" " + mode;
+                                   std::to_wstring(relative.Port()) + L" " + Widen(mode);
         if (!last.script.empty())
             commandLine += L" \"" + Widen(last.script) + L"\" " + Widen(last.function) + L" " + Widen(last.number);
 

@@ -8,6 +8,7 @@
 /// of. Against two cameras in processes of their own.
 namespace WorkerProcess
 {
-/// Adds to the report what a run in this mode says, "first", "all" or "slots"; it is ended after `limitMs`.
-void Run(const wchar_t* mode, DWORD limitMs, Report& report);
+/// Adds to the report what a run in this mode says, "first", "all", "slots" or the name of a function; it is ended
+/// after `limitMs`.
+void Run(const std::string& mode, DWORD limitMs, Report& report);
 } // namespace WorkerProcess

@@ -75,6 +75,8 @@ extern "C" __declspec(dllexport) long WINAPI ProbeConstructions(long threadCount
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved)
 {
+    if (reason == DLL_THREAD_DETACH)
+        ThreadRuntime::EndThread();
     if (reason == DLL_PROCESS_DETACH && reserved == nullptr)
         ThreadRuntime::ReleaseThreadData();
     return TRUE;

@@ -128,6 +128,11 @@ void* AddressOf(const Variable& variable) noexcept
 }
 } // namespace
 
+void ThreadRuntime::EndThread() noexcept
+{
+    s_slot.EndThread();
+}
+
 void ThreadRuntime::ReleaseThreadData() noexcept
 {
     s_slot.Free();

@@ -15,6 +15,9 @@
 /// called on any thread, also inside DllMain.
 namespace ThreadRuntime
 {
+/// The calling thread ends: from DllMain.
+void EndThread() noexcept;
+
 /// Frees what all threads keep in here; the library's static destructors must not throw afterwards.
 /// Called once, when the library is about to leave a living process: a thread that ends later would run code that is
 /// no longer there.

@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 /// A slot that each thread has once: a fiber-local one, because only those tell when a thread ends. Windows before
-/// 10 1903 has 128 of them for the whole process; where a host used them up, a thread-local one serves, and some
-/// hundred bytes stay behind for each thread that threw.
+/// 10 1903 has 128 of them for the whole process; where a host used them up, a thread-local one serves: that one has to
+/// be told of a thread's end, and leaves behind what the threads that are still there keep when the library goes.
 /// What a thread keeps here comes from std::malloc and is freed when the thread ends, or with the slot. Any thread.
 class CThreadSlot
 {
@@ -38,6 +38,15 @@ public:
             ::FlsFree(index);
         else
             ::TlsFree(index);
+    }
+    /// This thread ends.
+    void EndThread() noexcept
+    {
+        const DWORD index = m_index.load(std::memory_order_acquire);
+        if (m_isFiberLocal || index == kNoIndex)
+            return;
+        std::free(::TlsGetValue(index));
+        ::TlsSetValue(index, nullptr);
     }
     /// This thread's value, null when it has none.
     void* Get() const noexcept

@@ -47,16 +47,16 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAVCommand, out of memory");
 }
 catch (HRESULT hr)
 {
-    return hr;
+    return LogFailure(hr, LogLevel::Error, L"CAVCommand, failed, hr = 0x%x", hr);
 }
 catch (...)
 {
     // Nothing below throws anything else; should that change, the host must not be the one to find out.
-    return E_UNEXPECTED;
+    return LogFailure(E_UNEXPECTED, LogLevel::Error, L"CAVCommand, unexpected exception");
 }
 
 bool CAVCommand::ChooseCgiCommandSet(const Holder& holder)
@@ -121,7 +121,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return E_OUTOFMEMORY;
+    return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAVCommand::OpenConnection, out of memory");
 }
 
 STDMETHODIMP CAVCommand::CloseConnection()

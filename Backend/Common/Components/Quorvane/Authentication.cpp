@@ -65,13 +65,19 @@ std::string Md5Hex(std::string_view bytes)
     return HexDigits(digest);
 }
 
+/// Empty, and logged, when the system cannot convert it.
 std::string ToAnsi(const std::wstring& text)
 {
     const int countChars = static_cast<int>(text.size());
     const int lengthBytes = ::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(lengthBytes), '\0');
-    ::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, result.data(), lengthBytes, nullptr, nullptr);
-    return result;
+    if (::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, result.data(), lengthBytes, nullptr, nullptr) != 0 ||
+        text.empty())
+        return result;
+    Log(LogLevel::Error,
+        L"AuthorizationRequest::CreateAuthorizationCredentials, failed to WideCharToMultiByte, dwLastError = %d",
+        ::GetLastError());
+    return {};
 }
 
 std::string ToUtf8(const wchar_t* text)
@@ -97,7 +103,7 @@ catch (const std::bad_alloc&)
 {
     m_userName.clear();
     m_password.clear();
-    return false;
+    return LogFailure(false, LogLevel::Error, L"AuthorizationRequest::SetCredentials, out of memory");
 }
 
 void AuthorizationRequest::Reset(bool clearCredentials) noexcept
@@ -126,6 +132,7 @@ try
 catch (const std::bad_alloc&)
 {
     // The old challenge stays, as after an invalid one.
+    Log(LogLevel::Error, L"AuthorizationRequest::SetAuthenticateResponse, out of memory");
 }
 
 void AuthorizationRequest::TakeChallenge(const std::string& challengeText)
@@ -178,6 +185,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
+    Log(LogLevel::Error, L"AuthorizationRequest::CreateAuthorizationCredentials, out of memory");
     return {};
 }
 

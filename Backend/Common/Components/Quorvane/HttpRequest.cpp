@@ -439,6 +439,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
+    Log(LogLevel::Error, L"CAsyncHttpRequest::DoSendRequest, out of memory");
     return static_cast<DWORD>(E_FAIL);
 }
 

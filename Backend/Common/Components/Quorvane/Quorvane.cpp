@@ -59,6 +59,8 @@ constinit CQuorvaneApp s_app;
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved)
 {
+    if (reason == DLL_THREAD_DETACH)
+        ThreadRuntime::EndThread();
     return CWinAppEntry::OnDllMain(s_app, instance, reason, reserved);
 }
 

@@ -52,7 +52,7 @@ try
 catch (const std::bad_alloc&)
 {
     CloseSession();
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::OpenSession, out of memory");
 }
 
 void CRtspClient::CloseSession() noexcept
@@ -78,6 +78,7 @@ try
 catch (const std::bad_alloc&)
 {
     // The next beat may find more memory.
+    Log(LogLevel::Error, L"CRtspClient::KeepAlive, out of memory");
 }
 
 bool CRtspClient::GetOptions() noexcept
@@ -87,7 +88,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::GetOptions, out of memory");
 }
 
 bool CRtspClient::SendOptions(const CTurn& turn)
@@ -114,7 +115,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::GetParameter, out of memory");
 }
 
 bool CRtspClient::LoadSessionDescription(bool force) noexcept
@@ -136,7 +137,7 @@ try
 catch (const std::bad_alloc&)
 {
     m_description.Clear();
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::LoadSessionDescription, out of memory");
 }
 
 const CSessionDescription& CRtspClient::GetSessionDescription(bool reload) noexcept
@@ -168,7 +169,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::SetupTransport, out of memory");
 }
 
 void CRtspClient::TakeSession(const CTurn& turn, const RtspResponse& response)
@@ -212,7 +213,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::StartPlay, out of memory");
 }
 
 bool CRtspClient::PausePlay(const wchar_t*) noexcept
@@ -240,7 +241,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return false;
+    return LogFailure(false, LogLevel::Error, L"CRtspClient::StopPlay, out of memory");
 }
 
 bool CRtspClient::CreatePingTimer() noexcept

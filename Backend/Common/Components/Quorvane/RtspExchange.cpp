@@ -74,7 +74,8 @@ bool CRtspExchange::Open(const CTurn& turn, const wchar_t* server, WORD port, co
     m_path = path;
     m_user = user;
     m_password = password;
-    m_authorization.SetCredentials(user, password);
+    if (!m_authorization.SetCredentials(user, password))
+        throw std::bad_alloc();
     return true;
 }
 

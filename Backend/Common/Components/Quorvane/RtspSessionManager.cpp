@@ -57,11 +57,13 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    return nullptr;
+    return LogFailure(nullptr, LogLevel::Error, L"CRtspSessionManager::JoinRtspSession, out of memory");
 }
-catch (HRESULT)
+catch (HRESULT hr)
 {
-    return nullptr; // the session's lock could not be created
+    // The session's lock could not be created.
+    return LogFailure(nullptr, LogLevel::Error,
+                      L"CRtspSessionManager::JoinRtspSession, no session could be made, hr = 0x%x", hr);
 }
 
 CRtspSessionManager::Entry* CRtspSessionManager::FindServer(const std::wstring& serverName, const CHolder&) noexcept
