@@ -57,7 +57,9 @@ void FailCalls(const std::string& mode, DWORD limitMs)
     EXPECT_TRUE(report.isFinished);
     WorkerProcess::Run(mode, limitMs, report);
     ExpectNoDefects(report);
-    EXPECT_EQ(NamesThatFail(), report.NamesThatFailed());
+    const std::set<std::string> failed = report.NamesThatFailed();
+    for (const std::string& name : NamesThatFail())
+        EXPECT_TRUE(failed.contains(name)) << "no call of " << name << " was let fail";
 }
 
 TEST(FailedCalls, TableKnowsEveryFunctionThatTheComponentImports)

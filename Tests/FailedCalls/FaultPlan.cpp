@@ -105,7 +105,7 @@ const char* NameOf(Resource kind) noexcept
 void CHookedFunction::BeforeCall(const std::uintptr_t* arguments) noexcept
 {
     // Before the call, because afterwards another thread may have got the same value.
-    if (ownership.effect == Ownership::Effect::Closes || ownership.effect == Ownership::Effect::Reallocates)
+    if (ownership.effect == Ownership::Effect::Closes)
     {
         const CLastErrorGuard keeper;
         Closed(ownership.kind, arguments[ownership.argument < 0 ? 0 : ownership.argument]);
@@ -114,10 +114,8 @@ void CHookedFunction::BeforeCall(const std::uintptr_t* arguments) noexcept
 
 void CHookedFunction::AfterCall(const std::uintptr_t* arguments, std::uintptr_t result) noexcept
 {
-    const bool opens =
-        ownership.effect == Ownership::Effect::Opens || ownership.effect == Ownership::Effect::Reallocates;
     const bool failed = ownership.isZeroSuccess ? result != 0 : result == 0 || result == ~std::uintptr_t{0};
-    if (!opens || failed)
+    if (ownership.effect != Ownership::Effect::Opens || failed)
         return;
     const CLastErrorGuard keeper;
     std::uintptr_t handle = ownership.argument == Ownership::kResult ? result : arguments[ownership.argument];

@@ -36,7 +36,6 @@ struct Ownership
         None,
         Opens, ///< where it succeeds
         Closes,
-        Reallocates ///< closes the first argument where it succeeds, opens the result
     };
     static constexpr int kResult = -1;
 

@@ -38,7 +38,7 @@ std::string Places(const FaultPlan::Hit& hit)
 
 bool IsAboutMemory(const FunctionRow& row)
 {
-    static const std::set<std::string> names = {"malloc", "calloc", "realloc", "CoTaskMemAlloc", "SysAllocStringLen"};
+    static const std::set<std::string> names = {"malloc", "CoTaskMemAlloc", "SysAllocStringLen"};
     return names.contains(row.name);
 }
 } // namespace
@@ -56,10 +56,10 @@ void CFaultRun::Record(std::initializer_list<std::string> fields)
     m_results << '\n' << std::flush;
 }
 
-void CFaultRun::MakeReferences(bool isEveryCall)
+void CFaultRun::MakeReferences(const std::string& mode)
 {
     for (const Script& script : Scripts())
-        if (isEveryCall || script.isLogging)
+        if (mode == "slots" ? &script == &Scripts().front() : script.isLogging || mode != "first")
             MakeReference(script);
     m_owned = Owned::Count();
     m_handles = CountOwnHandles();

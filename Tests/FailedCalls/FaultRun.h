@@ -25,7 +25,7 @@ public:
     CFaultRun(const std::string& resultsPath, const Surroundings& surroundings);
 
     /// Sessions without a fault: what they return, how often they call what, and what is left behind.
-    void MakeReferences(bool isEveryCall);
+    void MakeReferences(const std::string& mode);
     void GoOnBehind(FaultName last);
     /// "all": every call of every function; "first": of each the first call that any session makes; the name of a
     /// function: every call of this one.

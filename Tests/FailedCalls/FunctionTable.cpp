@@ -154,6 +154,10 @@ void AddThreads(std::vector<FunctionRow>& rows)
     rows.back().needsThrow = true;
     rows.push_back(Fails(QUORVANE_HOOK(FlsSetValue), FALSE, kOwnsNothing, thrown));
     rows.back().needsThrow = true;
+    // Its attributes would be ignored in a template argument: the type is written out.
+    rows.push_back(
+        Fails(&CHook<"calloc", void*(std::size_t, std::size_t)>::s_function, 0, Opens(Resource::Heap), thrown));
+    rows.back().needsThrow = true;
     rows.push_back(Watched(QUORVANE_HOOK(DeleteCriticalSection), Closes(Resource::CriticalSection), "has no failure"));
     rows.push_back(Watched(QUORVANE_HOOK(CloseThreadpoolTimer), Closes(Resource::Timer), "has no failure"));
     rows.push_back(Watched(QUORVANE_HOOK(SetThreadpoolTimer), kOwnsNothing, "has no failure"));
@@ -184,14 +188,9 @@ void AddText(std::vector<FunctionRow>& rows)
 void AddMemory(std::vector<FunctionRow>& rows)
 {
     const Expected outOfMemory = {{"out of memory"}, {E_OUTOFMEMORY, E_FAIL}};
-    // Their attributes would be ignored in a template argument: the types are written out.
     const char* const lost = "a line of the log is lost, or what was to be kept for speed";
     rows.push_back(
         Fails(&CHook<"malloc", void*(std::size_t)>::s_function, 0, Opens(Resource::Heap), outOfMemory, lost));
-    rows.push_back(Fails(&CHook<"calloc", void*(std::size_t, std::size_t)>::s_function, 0, Opens(Resource::Heap),
-                         outOfMemory, lost));
-    rows.push_back(Fails(&CHook<"realloc", void*(void*, std::size_t)>::s_function, 0,
-                         {Effect::Reallocates, Resource::Heap, Ownership::kResult, false, false}, outOfMemory, lost));
     rows.push_back(Fails(QUORVANE_HOOK(CoTaskMemAlloc), 0, Opens(Resource::TaskMemory), {{"8 "}, {E_OUTOFMEMORY}}));
     rows.push_back(Fails(QUORVANE_HOOK(SysAllocStringLen), 0, Opens(Resource::Text), {{"8 "}, {E_OUTOFMEMORY}}));
     rows.push_back(Watched(QUORVANE_HOOK(free), Closes(Resource::Heap), "has no failure"));
@@ -263,7 +262,7 @@ void AddCLibrary(std::vector<FunctionRow>& rows)
                              "strlen", "strncmp", "wcslen", "iswctype", "__mb_cur_max", "_lock", "_unlock"})
         rows.push_back({name, Kind::NeverFails, "has no failure"});
     for (const char* name : {"_amsg_exit", "_initterm", "_iob", "abort", "fputc", "fputs", "fputwc", "fwprintf",
-                             "fwrite", "vfprintf", "_read", "_close", "strerror"})
+                             "fwrite", "vfprintf", "_read", "_close", "strerror", "realloc"})
         rows.push_back({name, Kind::NotReached, "the run-time library's, for its last words and what we do not use"});
     for (const char* name : {"atoi", "localeconv", "setlocale"})
         rows.push_back({name, Kind::NotReached, "the run-time library's, for formats and locales that we do not use"});

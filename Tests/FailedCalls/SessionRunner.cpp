@@ -39,7 +39,7 @@ CSessionRunner::CSessionRunner(const Surroundings& surroundings) : m_surrounding
     ::SetEnvironmentVariableW(L"ORBELL_LOG_FILE", nullptr);
     ::SetEnvironmentVariableW(L"ORBELL_LOG_LEVELS", L"0xD");
     ::SetEnvironmentVariableW(L"QUORVANE_TEST_FOLDER", (m_folder / "").c_str());
-    m_videoSettings.SetText(L"CameraCGICommandTimeout", L"2000");
+    m_videoSettings.SetText(L"CameraCGICommandTimeout", L"10000");
     m_videoSettings.SetText(L"SequenceNumbers", L"none");
 }
 

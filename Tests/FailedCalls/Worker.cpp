@@ -82,7 +82,7 @@ int Run(int count, char** arguments)
     CFaultRun run(arguments[1], surroundings);
     HookEverything(library);
     const std::string mode = arguments[5];
-    run.MakeReferences(mode != "first" && mode != "slots");
+    run.MakeReferences(mode);
     if (count == 9)
         run.GoOnBehind({arguments[6], arguments[7], number(8)});
     if (mode == "slots")

@@ -68,11 +68,13 @@ std::string Md5Hex(std::string_view bytes)
 /// Empty, and logged, when the system cannot convert it.
 std::string ToAnsi(const std::wstring& text)
 {
+    if (text.empty())
+        return {};
     const int countChars = static_cast<int>(text.size());
     const int lengthBytes = ::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(lengthBytes), '\0');
-    if (::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, result.data(), lengthBytes, nullptr, nullptr) != 0 ||
-        text.empty())
+    if (lengthBytes != 0 &&
+        ::WideCharToMultiByte(CP_ACP, 0, text.data(), countChars, result.data(), lengthBytes, nullptr, nullptr) != 0)
         return result;
     Log(LogLevel::Error,
         L"AuthorizationRequest::CreateAuthorizationCredentials, failed to WideCharToMultiByte, dwLastError = %d",
