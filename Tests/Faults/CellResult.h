@@ -28,13 +28,12 @@ struct CellResult
 
     static constexpr unsigned kNotRecovered = 99;
 
-    /// The same cell once more: what it took and how it recovered from the worse run, the rest from the later.
-    void JoinWorseOf(const CellResult& later) noexcept
+    /// The same cell once more, which has to recover each time.
+    void JoinLater(const CellResult& later) noexcept
     {
-        const CellResult earlier = *this;
+        const unsigned earlier = recovery;
         *this = later;
-        tookMs = std::max(tookMs, earlier.tookMs);
-        recovery = std::max(recovery, earlier.recovery);
+        recovery = std::max(recovery, earlier);
     }
 
     bool IsCrashed() const noexcept

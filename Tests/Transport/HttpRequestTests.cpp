@@ -1,5 +1,6 @@
 #include "Tests/Support/HandleCount.h"
 #include "Tests/Support/RegistryValueGuard.h"
+#include "Tests/Support/WinInetSpy.h"
 #include "Tests/Transport/HttpRequestFixture.h"
 
 #include <functional>
@@ -28,6 +29,12 @@ std::string Body(std::size_t lengthBytes)
 std::wstring Widened(const std::string& text)
 {
     return std::wstring(text.begin(), text.end());
+}
+
+/// Where nobody listens.
+std::string ClosedPort()
+{
+    return std::to_string(CScriptedCamera({}).Port());
 }
 } // namespace
 
@@ -585,4 +592,28 @@ TEST_F(HttpRequest, HandlesAndThreadsStayFlatOverManyConnections)
         cycle();
     EXPECT_GT(before, 0u);
     EXPECT_LE(CountOwnHandles(), before + 4); // WinInet's idle worker threads come and go
+}
+
+TEST_F(HttpRequest, RedirectConcernsOneRequestOnly)
+{
+    const std::string elsewhere = "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n";
+    ScriptedReply late = HttpReply(302, "", elsewhere);
+    late.held = true;
+    Open({HttpReply(302, "", elsewhere), HttpReply(200, "first"), late, HttpReply(200, "second")});
+    EXPECT_EQ(E_FAIL, Get().hr);
+    EXPECT_EQ(L"first", Get().body);
+    EXPECT_EQ(kRequestTimeout, Get(L"late", kShortMs).hr);
+    m_camera->ReleaseHeld();
+    EXPECT_EQ(L"second", Get().body) << "also when it comes to a request that was given up";
+    EXPECT_EQ(L"second", Get().body);
+    EXPECT_EQ(5u, m_camera->Requests().size());
+}
+
+TEST_F(HttpRequest, RedirectsLeaveNoConnectionsOpen)
+{
+    Open({HttpReply(302, "", "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n")});
+    const CWinInetSpy spy;
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(E_FAIL, Get().hr);
+    EXPECT_LE(10u + 8u, spy.Closed().size()) << "ten requests, and the connections of all but the last";
 }

@@ -209,16 +209,10 @@ try
     if (!OpenSession(kUserAgent, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr,
                      INTERNET_FLAG_ASYNC | INTERNET_FLAG_NO_CACHE_WRITE))
         return E_FAIL;
-    m_connection.reset(
-        ::InternetConnectW(m_session.get(), server, port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
-    if (!m_connection)
-    {
-        Log(LogLevel::Error,
-            L"CAsyncHttpRequest::OpenConnection, failed to open InternetConnect, dwLastError = %d, "
-            L"lpszServer = '%s', nPort = %d",
-            ::GetLastError(), server, port);
+    m_server = server;
+    m_port = port;
+    if (!Connect())
         return E_FAIL;
-    }
     m_serverIndex = g_servers.FindOrAppend(server, port);
     return S_OK;
 }
@@ -226,6 +220,30 @@ catch (const std::bad_alloc&)
 {
     Close();
     return LogFailure(E_OUTOFMEMORY, LogLevel::Error, L"CAsyncHttpRequest::OpenConnection, out of memory");
+}
+
+bool CAsyncHttpRequest::Connect()
+{
+    CInternetHandle connection(
+        ::InternetConnectW(m_session.get(), m_server.c_str(), m_port, nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+    if (!connection)
+        return LogFailure(false, LogLevel::Error,
+                          L"CAsyncHttpRequest::OpenConnection, failed to open InternetConnect, dwLastError = %d, "
+                          L"lpszServer = '%s', nPort = %d",
+                          ::GetLastError(), m_server, m_port);
+    if (m_connection)
+        m_leftConnections.push_back(std::move(m_connection));
+    m_connection = std::move(connection);
+    return true;
+}
+
+bool CAsyncHttpRequest::LeaveRedirection()
+{
+    if (!m_leftConnections.empty() &&
+        m_sessionRequests->WaitUntilNone(m_leftConnections.size() < kMaximumLeft ? 0 : kCloseWaitMs))
+        m_leftConnections.clear();
+    // Under Wine 8 all later requests of a connection go where one of them was redirected to.
+    return !m_sessionRequests->TakeRedirect() || Connect();
 }
 
 bool CAsyncHttpRequest::OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
@@ -272,6 +290,7 @@ void CAsyncHttpRequest::Close(DWORD waitMs) noexcept
     // A request that is still being closed, by a notification, is not to be closed by its connection as well.
     LetGoOfRequests(waitMs);
     m_connection.reset();
+    m_leftConnections.clear();
     CloseSession();
 }
 
@@ -309,6 +328,8 @@ try
     response.clear();
     if (!IsOpen())
         return E_UNEXPECTED;
+    if (!LeaveRedirection())
+        return E_FAIL;
     const HRESULT hr = Exchange(url.empty() ? L"/" : url, statusCode, response, verb.empty() ? L"GET" : verb,
                                 RequestTimeLimitMs(timeoutMs));
     if (FAILED(hr))

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// The result of every operation that ran out of its time limit (facility 0x00C, Win32 code ERROR_TIMEOUT).
 inline constexpr HRESULT kRequestTimeout = static_cast<HRESULT>(0x800C05B4);
@@ -115,6 +116,10 @@ private:
     [[nodiscard]] bool ShouldReportFailure() noexcept;
     /// Waits, within limits, for WinInet's last notifications about requests that were closed.
     void LetGoOfRequests(DWORD waitMs) noexcept;
+    /// A connection to the server; one that there was before is kept for the requests that it still has.
+    [[nodiscard]] bool Connect();
+    /// Before a request: the camera may have sent an earlier one elsewhere, which is no reason to send this one there.
+    [[nodiscard]] bool LeaveRedirection();
     void OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept;
 
     [[nodiscard]] HRESULT Exchange(const std::wstring& url, DWORD& statusCode, std::wstring& response,
@@ -134,6 +139,10 @@ private:
     std::shared_ptr<CSessionRequests> m_sessionRequests;
     CInternetHandle m_session;
     CInternetHandle m_connection;
+    static constexpr std::size_t kMaximumLeft = 8;
+    std::vector<CInternetHandle> m_leftConnections; ///< closed as soon as no request is left
+    std::wstring m_server;
+    WORD m_port = 0;
     AuthorizationRequest m_authorization;
     int m_serverIndex = -1;
     std::atomic<bool> m_connectionLost{false};

@@ -80,6 +80,16 @@ bool CSessionRequests::WaitUntilNone(DWORD limitMs) noexcept
     return true;
 }
 
+void CSessionRequests::NoteRedirect() noexcept
+{
+    m_isRedirected = true;
+}
+
+bool CSessionRequests::TakeRedirect() noexcept
+{
+    return m_isRedirected.exchange(false);
+}
+
 void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD status, LPVOID information,
                                             DWORD) noexcept
 {
@@ -98,6 +108,9 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
         block->NoteSendResult(static_cast<const INTERNET_ASYNC_RESULT*>(information));
         block->m_completed = true;
     }
+    // Also of a request that was given up.
+    if (status == INTERNET_STATUS_REDIRECT)
+        block->m_session->NoteRedirect();
     LogStatus(status, block);
     if (status == INTERNET_STATUS_HANDLE_CREATED)
         block->m_handleAnnounced = true;

@@ -34,7 +34,12 @@ public:
     /// True when no request is left; waits up to `limitMs` for that.
     [[nodiscard]] bool WaitUntilNone(DWORD limitMs) noexcept;
 
+    /// One of the requests was sent elsewhere by the camera; told once.
+    void NoteRedirect() noexcept;
+    [[nodiscard]] bool TakeRedirect() noexcept;
+
 private:
+    std::atomic<bool> m_isRedirected{false};
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_removed = CONDITION_VARIABLE_INIT;
     unsigned m_count = 0;
