@@ -111,7 +111,8 @@ struct Line
         std::string text = labels[0];
         for (std::size_t i = 1; i < labels.size(); ++i)
         {
-            const bool isAlike = common != 0 && labels[i].compare(0, common, labels[0], 0, common) == 0;
+            const bool isAlike =
+                labels[0].starts_with("status ") && labels[i].compare(0, common, labels[0], 0, common) == 0;
             text += ", " + (isAlike ? labels[i].substr(common) : labels[i]);
         }
         return text;

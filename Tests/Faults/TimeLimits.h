@@ -8,8 +8,8 @@ namespace TimeLimits
 {
 /// Of a CGI request, for each of its waits; written to the machine's settings for the whole run.
 inline constexpr DWORD kRequestMs = 600;
-/// Of the body of an answer to a CGI request as a whole.
-inline constexpr DWORD kWholeAnswerMs = 16 * kRequestMs;
+/// Of the body of an answer to a CGI request as a whole: 16 limits, and one for each 256 KB of at most 16 MB.
+inline constexpr DWORD kWholeAnswerMs = (16 + 64) * kRequestMs;
 /// Between the two probes of a camera that did not answer in time.
 inline constexpr DWORD kProbePauseMs = 5000;
 /// For requests that are dying, by CloseConnection.
@@ -20,11 +20,13 @@ inline constexpr DWORD kTunnelGetMs = 4000;
 inline constexpr DWORD kTunnelPostMs = 1000;
 inline constexpr DWORD kTunnelCloseMs = 1000;
 /// Of an RTSP exchange: for its turn, for its request to be written, for the first bytes of the reply and each further
-/// piece, for the whole reply.
+/// piece, for the whole head. An announced body takes as long as the camera likes: the longest that the simulator
+/// drips, and 256 KB in pieces that are read 50 ms apart.
 inline constexpr DWORD kTurnMs = 5000;
 inline constexpr DWORD kWriteMs = 4000;
 inline constexpr DWORD kReplyMs = 4000;
-inline constexpr DWORD kWholeReplyMs = 30'000;
+inline constexpr DWORD kWholeHeadMs = 30'000;
+inline constexpr DWORD kLongestBodyMs = 60'000;
 
 /// The component's work between its waits, on a machine that does other things too.
 inline constexpr DWORD kWorkMs = 2000;
@@ -42,7 +44,7 @@ inline DWORD OfTunnel()
 
 inline DWORD OfExchange(const Misbehaviour& row)
 {
-    const DWORD replyMs = kReplyMs + (row.keepsComing ? kWholeReplyMs : kReplyMs);
+    const DWORD replyMs = kReplyMs + (row.keepsComing ? kWholeHeadMs + kLongestBodyMs : kReplyMs);
     return OfTunnel() + (row.challenges ? 2 : 1) * (kWriteMs + replyMs) + kTunnelCloseMs;
 }
 
