@@ -252,12 +252,13 @@ const Shape kShapes[] = {
 
 TEST(Linearity, EveryParserTakesTimeInProportionToItsInput)
 {
-    std::printf("%-20s %-36s %10s %10s %10s\n", "ns of work per byte", "", "1 KB", "32 KB", "longest");
+    std::printf("%-20s %-36s %10s %12s %12s\n", "cost per byte", "", "1 KB", "32 KB: 1 KB", "1 MB: 32 KB");
     for (const Shape& shape : kShapes)
     {
         SCOPED_TRACE(std::string(shape.parser) + ", " + shape.reason);
         const std::array<double, 3> cost = Measure(shape, {1024, 32 * 1024, shape.longestBytes});
-        std::printf("%-20s %-36s %10.1f %10.1f %10.1f\n", shape.parser, shape.reason, cost[0], cost[1], cost[2]);
+        std::printf("%-20s %-36s %7.1f ns %12.2f %12.2f\n", shape.parser, shape.reason, cost[0], cost[1] / cost[0],
+                    cost[2] / cost[1]);
         EXPECT_LT(cost[1], kGrowth * cost[0]);
         EXPECT_LT(cost[2], kGrowth * cost[1]);
     }

@@ -1,6 +1,7 @@
 #include "Protocol/AxisReply.h"
 #include "Fuzz/FuzzTarget.h"
 #include "Protocol/AxisModels.h"
+#include "Protocol/TextUtil.h"
 
 #include <algorithm>
 
@@ -15,6 +16,8 @@ void CheckLines(std::wstring_view reply)
     for (const AxisParameter& line : lines)
     {
         Require(Fuzz::IsInside(line.name, reply) && Fuzz::IsInside(line.value, reply), "lines are views of the reply");
+        Require(TextUtil::Trim(line.name) == line.name, "no white space is around a name");
+        Require(TextUtil::Trim(line.value) == line.value, "no white space is around a value");
         written.append(line.name).append(L"=").append(line.value).append(L"\r\n");
     }
     Require(std::ranges::equal(AxisReply::Lines(written), lines), "lines read the same when they are written down");

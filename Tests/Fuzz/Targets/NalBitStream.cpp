@@ -86,17 +86,21 @@ BitsRead ReadOnce(Reader& reader, unsigned char operation)
     return read;
 }
 
-/// The first line of an input says what is read, over and over, from the bytes behind it and beyond their end.
+/// The first line of an input says what is read, over and over, from the bytes behind it and some way beyond their end.
 void FeedBits(std::string_view input)
 {
     const std::string_view operations = input.substr(0, input.find('\n'));
     const std::string_view bytes = input.substr(std::min(operations.size() + 1, input.size()));
     CNalBitStream reader(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
     CSlowNalBitStream slowReader(bytes);
-    for (std::size_t step = 0; step < operations.size() + 2 * bytes.size() && !operations.empty(); ++step)
+    int failures = 0;
+    for (std::size_t step = 0; step < operations.size() + 8 * bytes.size() && !operations.empty(); ++step)
     {
         const auto operation = static_cast<unsigned char>(operations[step % operations.size()]);
-        Require(ReadOnce(reader, operation) == ReadOnce(slowReader, operation), "bits are read as they are one by one");
+        const BitsRead read = ReadOnce(reader, operation);
+        Require(read == ReadOnce(slowReader, operation), "bits are read as they are one by one");
+        if (!read.value && ++failures == 4)
+            return;
     }
 }
 

@@ -40,6 +40,7 @@ RepliesRead ReadReplies(const std::vector<std::string_view>& pieces, std::size_t
         while (isTaken && reader.IsComplete())
         {
             std::string reply = reader.TakeReply();
+            Require(!reply.starts_with('\r') && !reply.starts_with('\n'), "no reply begins with a line end");
             if (!HasLength(reply))
                 return read;
             read.replies.push_back(std::move(reply));

@@ -21,6 +21,7 @@ void FeedResponse(std::string_view input)
     Require(response.ParseResponse(input) == !input.empty(), "whatever comes is a reply");
     Require(response.IsSuccess() == (response.statusCode / 100 == 2), "success is 2xx");
     Require(input.ends_with(response.body), "the body is the end of the reply");
+    Require(response.body.empty() || !input.starts_with("\r\n\r\n"), "a body stands behind something");
     for (const auto& [name, value] : response.headers)
         Require(response.Header(name) == value, "every header can be looked up");
 

@@ -88,6 +88,21 @@ std::string Write(const CSessionDescription& description)
     return text;
 }
 
+void CheckTexts(const CSessionDescription& description, std::string_view answer)
+{
+    const auto check = [answer](std::string_view text) {
+        Require(answer.find(text) != std::string_view::npos, "every text is one of the answer");
+    };
+    check(description.SessionName());
+    check(description.SessionControl());
+    for (const MediaDescription& media : description.Media())
+    {
+        check(media.control);
+        for (const auto& [payloadType, format] : media.formats)
+            check(format.fmtpParameters);
+    }
+}
+
 void CheckFormats(const CSessionDescription& description)
 {
     H264FormatParameters parameters;
@@ -110,6 +125,7 @@ void FeedDescription(std::string_view input)
 
     std::string unixText(input);
     std::ranges::replace(unixText, '\r', '\n');
+    CheckTexts(description, unixText);
     Require(Write(CSessionDescription(unixText, {})) == written, "it does not count how lines end");
     if (description.IsValid())
         Require(Write(CSessionDescription(written, {})) == written, "a valid description reads the same written down");

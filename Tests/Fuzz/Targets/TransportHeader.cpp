@@ -13,13 +13,24 @@ RtspTransport ParseTransport(std::string_view value)
     return transport;
 }
 
+std::string Write(const RtspTransport& transport)
+{
+    std::string text;
+    for (const std::string& part : {transport.protocol, transport.destination, transport.source, transport.mode,
+                                    transport.ssrc, transport.interleaved})
+        text += part + ";";
+    for (const int number : {transport.clientPort, transport.serverRtpPort, transport.serverRtcpPort, transport.ttl,
+                             transport.layers, std::uint16_t{transport.isMulticast}})
+        text += std::to_string(number) + ";";
+    return text;
+}
+
 /// The Transport header of a reply to SETUP.
 void FeedTransport(std::string_view input)
 {
     const RtspTransport granted = ParseTransport(input);
     Require(granted.isGranted, "a header grants a transport");
-    for (const std::string& text : {granted.protocol, granted.destination, granted.source, granted.mode, granted.ssrc})
-        Require(text.find_first_of(",;") == std::string::npos, "an item ends where the next one begins");
+    Require(Write(ParseTransport(input.substr(0, input.find(',')))) == Write(granted), "the first transport counts");
 
     // What was granted can be asked for.
     const CUTF8Encoding utf8;
