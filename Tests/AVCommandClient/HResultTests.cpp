@@ -1,6 +1,6 @@
-#include "Core/HResult.h"
 #include "Core/Advice.h"
 #include "Core/CallTrace.h"
+#include "Core/HResult.h"
 
 #include <gmock/gmock.h>
 

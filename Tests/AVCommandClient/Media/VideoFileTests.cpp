@@ -32,7 +32,8 @@ TEST_F(VideoFile, AnnouncedSetsComeFirstAndPicturesFromTheFirstKeyOn)
     m_file.Write("\x41skipped");
     m_file.Write("\x65key");
     m_file.Write("\x41next");
-    EXPECT_EQ(kStartCode + "\x67s" + kStartCode + "\x68p" + kStartCode + "\x65key" + kStartCode + "\x41next", Finish(m_file));
+    EXPECT_EQ(kStartCode + "\x67s" + kStartCode + "\x68p" + kStartCode + "\x65key" + kStartCode + "\x41next",
+              Finish(m_file));
 }
 
 TEST_F(VideoFile, WithoutAnnouncedSetsTheStreamsOwnAreAwaited)
