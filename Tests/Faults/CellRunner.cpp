@@ -73,6 +73,7 @@ CCellRunner::CCellRunner()
 {
     if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
         throw std::runtime_error("no apartment for this thread");
+    m_settings.LimitRequests(TimeLimits::kWellRequestMs);
 }
 
 CCellRunner::~CCellRunner()
@@ -122,9 +123,11 @@ CellResult CCellRunner::RunOnce(const Cell& cell, DWORD settleMs)
         throw std::runtime_error("a camera that behaves cannot be brought to the method's stage");
     Misbehave(cell);
     AwaitFirst(cell);
+    m_settings.LimitRequests(TimeLimits::kRequestMs);
     const auto start = std::chrono::steady_clock::now();
     result.hr = cell.method->call(m_client);
     result.tookMs = MsSince(start);
+    m_settings.LimitRequests(TimeLimits::kWellRequestMs);
     BehaveAgain(cell);
     result.recovery = Recover(cell);
     if (hasOwnObject)

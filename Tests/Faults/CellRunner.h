@@ -3,6 +3,7 @@
 #include "CameraSim/CameraSimulator.h"
 #include "Tests/Faults/CellResult.h"
 #include "Tests/Faults/Matrix.h"
+#include "Tests/Faults/PrivateSettings.h"
 
 #include <memory>
 #include <string>
@@ -37,6 +38,7 @@ private:
     bool WorksFromTheStart(Stage stage);
     void Create();
 
+    CPrivateSettings m_settings;
     const MatrixTable* m_table = nullptr;
     std::unique_ptr<CCameraSimulator> m_camera;
     Client m_bystander; ///< talks to the camera between cells only

@@ -4,10 +4,9 @@
 #include "Tests/Faults/CellRunner.h"
 #include "Tests/Faults/Matrix.h"
 #include "Tests/Faults/MatrixRunner.h"
+#include "Tests/Faults/PrivateSettings.h"
 #include "Tests/Faults/Report.h"
-#include "Tests/Faults/TimeLimits.h"
 #include "Tests/Support/ComponentLibrary.h"
-#include "Tests/Support/RegistryValues.h"
 
 #include <windows.h>
 
@@ -89,7 +88,7 @@ int RunCells(const Options& options, const std::vector<Cell>& cells)
     return 0;
 }
 
-/// The library is registered, and the machine's settings are made for short waits, while all this runs.
+/// The library is registered while all this runs.
 class CSurroundings
 {
 public:
@@ -97,19 +96,17 @@ public:
     {
         if (m_library.RegisterServer() != S_OK)
             throw std::runtime_error("the component cannot be registered");
-        m_registry.SetText(L"CameraCGICommandTimeout", std::to_wstring(TimeLimits::kRequestMs));
-        m_registry.SetDword(L"IPELAUseCachedCameraSettings", 0);
     }
     ~CSurroundings()
     {
         static_cast<void>(m_library.UnregisterServer());
+        CPrivateSettings::RemoveAll();
     }
     CSurroundings(const CSurroundings&) = delete;
     CSurroundings& operator=(const CSurroundings&) = delete;
 
 private:
     CComponentLibrary m_library;
-    CTestRegistryKey m_registry{L"Software\\Orbell\\Video"};
 };
 
 std::wstring ChildOptions(const Options& options)

@@ -6,8 +6,10 @@
 /// else but what a loaded machine adds.
 namespace TimeLimits
 {
-/// Of a CGI request, for each of its waits; written to the machine's settings for the whole run.
+/// Of a CGI request, for each of its waits; in the settings while a camera misbehaves.
 inline constexpr DWORD kRequestMs = 600;
+/// ... and while it behaves, so that a loaded machine does not look like a camera that has not recovered.
+inline constexpr DWORD kWellRequestMs = 3000;
 /// Of the body of an answer to a CGI request as a whole: 16 limits, and one for each 256 KB of at most 16 MB.
 inline constexpr DWORD kWholeAnswerMs = (16 + 64) * kRequestMs;
 /// Between the two probes of a camera that did not answer in time.
