@@ -198,6 +198,23 @@ TEST_F(StreamClosing, ClosingMayReportTheConnectionClosedOnceMore)
     EXPECT_EQ(6u, m_spy.Closed().size());
 }
 
+TEST_F(StreamClosing, PostThatIsSentAgainAfterItsEndIsNotWaitedFor)
+{
+    // Wine 8 does that when a kept-alive connection ends under a request; this camera never answers the second one.
+    m_camera.SetGetAnswer("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    CAsyncHttpRequest earlier;
+    ASSERT_EQ(S_OK, earlier.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
+    DWORD statusCode = 0;
+    std::wstring response;
+    ASSERT_EQ(S_OK, earlier.SendRequest(kPath, statusCode, response, L"GET", 4000));
+    OpenPost();
+    m_post->CloseStream();
+    CLogCapture log;
+    m_camera.Close(TunnelSide::Post);
+    m_post->Close(4000);
+    EXPECT_EQ(0u, log.Count(L"left to WinInet"));
+}
+
 TEST_F(StreamClosing, ClosedTunnelKeepsNoHandle)
 {
     CRtspConnection tunnel;

@@ -84,6 +84,7 @@ HRESULT CAsyncHttpRequestStream::Send(const std::wstring& url, const std::wstrin
     {
         // Before the send too: a wait that WinInet has begun keeps the limit that it began with.
         (void)LiftReceiveLimit(m_stream.get());
+        block.NoteUnlimitedReceive();
         block.result = kAwaitsRequestSent;
     }
     if (::HttpSendRequestW(m_stream.get(), headers.empty() ? nullptr : headers.c_str(),

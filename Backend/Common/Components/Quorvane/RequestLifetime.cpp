@@ -225,7 +225,22 @@ void CRequestBlock::EndUse() noexcept
 {
     if (m_uses.fetch_sub(1) != (kClosing | 1))
         return;
+    if (m_isReceiveUnlimited)
+        LimitReceive();
     const CInternetHandle closedOnReturn(m_handle);
+}
+
+void CRequestBlock::NoteUnlimitedReceive() noexcept
+{
+    m_isReceiveUnlimited = true;
+}
+
+void CRequestBlock::LimitReceive() const noexcept
+{
+    // Wine 8 goes on with a request whose handle is closed: when the camera ends the kept-alive connection that it went
+    // through, Wine sends it once more on another one, and would wait there for an answer that nobody gives.
+    DWORD limitMs = kClosedReceiveMs;
+    ::InternetSetOptionW(m_handle, INTERNET_OPTION_RECEIVE_TIMEOUT, &limitMs, sizeof(limitMs));
 }
 
 void CRequestBlock::Release() noexcept

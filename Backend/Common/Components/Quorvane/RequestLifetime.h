@@ -55,6 +55,7 @@ class CRequestBlock : public RequestContext
 {
 public:
     static constexpr DWORD kReadBufferBytes = 4096;
+    static constexpr DWORD kClosedReceiveMs = 500;
 
     /// WinInet's status callback; runs on WinInet's threads and inside calls of our own.
     static void CALLBACK StatusCallback(HINTERNET handle, DWORD_PTR context, DWORD status, LPVOID information,
@@ -88,6 +89,8 @@ public:
     DWORD SendResult() const noexcept;
     /// The send returned successfully instead of going on behind the call.
     void NoteRequestSent() noexcept;
+    /// WinInet waits for this request's answer without a limit of its own. Closing the handle then sets one.
+    void NoteUnlimitedReceive() noexcept;
 
     char readBuffer[kReadBufferBytes] = {};
     DWORD bytesRead = 0;
@@ -102,6 +105,7 @@ private:
     friend class CHandleUse;
     ~CRequestBlock();
     void Notify(DWORD status, void* information) noexcept;
+    void LimitReceive() const noexcept;
     void NoteSendResult(const INTERNET_ASYNC_RESULT* completion) noexcept;
     /// Ends WinInet's share, once.
     void ReturnFromWinInet() noexcept;
@@ -118,6 +122,7 @@ private:
     std::atomic<bool> m_completed{false};
     std::atomic<DWORD> m_sendResult{ERROR_IO_PENDING};
     std::atomic<long> m_references{1};
+    std::atomic<bool> m_isReceiveUnlimited{false};
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
     std::shared_ptr<CSessionRequests> m_session;
