@@ -72,6 +72,7 @@ private:
             connection, verb, url, version, referrer, acceptTypes, flags, context);
         const std::lock_guard lock(s_current->m_mutex);
         s_current->m_requests.push_back({handle, context});
+        s_current->m_openRequests.push_back({handle, context});
         return handle;
     }
 
@@ -80,9 +81,13 @@ private:
         Request request = {};
         {
             const std::lock_guard lock(s_current->m_mutex);
-            const auto found = std::ranges::find(s_current->m_requests, handle, &Request::handle);
-            if (found != s_current->m_requests.end())
+            auto& open = s_current->m_openRequests;
+            const auto found = std::ranges::find(open, handle, &Request::handle);
+            if (found != open.end())
+            {
                 request = *found;
+                open.erase(found);
+            }
         }
         if (request.handle != nullptr && s_current->beforeClose)
             s_current->beforeClose(request);
@@ -95,6 +100,7 @@ private:
     static inline CWinInetSpy* s_current = nullptr;
     mutable std::mutex m_mutex;
     std::vector<Request> m_requests;
+    std::vector<Request> m_openRequests; // the value of one that is closed may come back, as that of a connection too
     std::vector<HINTERNET> m_closed;
     CImportPatch m_openPatch;
     CImportPatch m_closePatch;
