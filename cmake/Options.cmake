@@ -23,6 +23,15 @@ if(QUORVANE_FUZZ)
     include_directories(SYSTEM "${CMAKE_SOURCE_DIR}/Tests/Fuzz/Clang14")
 endif()
 
+if(QUORVANE_SANITIZE_THREADS)
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+endif()
+if(QUORVANE_LIFETIME_CHECKS)
+    # For everything: the checks change the layout of classes.
+    add_compile_definitions(QUORVANE_LIFETIME_CHECKS)
+endif()
+
 # Compiles several sources at once: for targets whose headers (asio, JSON) cost more than their own lines. Sources of
 # one target then share their unnamed namespaces.
 function(quorvane_build_jointly)

@@ -67,7 +67,7 @@ TEST(TaskMemory, IsEmptyWhenTheSizeDoesNotFitTheAddressSpace)
 
 TEST(CriticalSection, IsRecursiveAndKeepsOtherThreadsOut)
 {
-    CCriticalSection section;
+    CCriticalSection section(Lifetime::LockRank::Object);
     int counter = 0;
     const auto count = [&section, &counter] {
         for (int round = 0; round < 20000; ++round)

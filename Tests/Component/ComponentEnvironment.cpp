@@ -1,6 +1,7 @@
 #include "Tests/Component/ComponentEnvironment.h"
 
 #include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/SoundHeaps.h"
 #include "Tests/Support/TemporaryFolder.h"
 
 #include <windows.h>
@@ -33,10 +34,20 @@ public:
         g_folder.reset();
     }
 };
+
+/// Whoever damages a heap is named, instead of whoever happens to use it next.
+class CHeapWatch final : public testing::EmptyTestEventListener
+{
+    void OnTestEnd(const testing::TestInfo&) override
+    {
+        EXPECT_TRUE(AreHeapsSound()) << "this test has damaged a heap";
+    }
+};
 } // namespace
 
 testing::Environment* ComponentEnvironment::Make()
 {
+    testing::UnitTest::GetInstance()->listeners().Append(new CHeapWatch);
     return new CRegisteredComponent;
 }
 

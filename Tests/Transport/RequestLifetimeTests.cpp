@@ -151,6 +151,9 @@ TEST_F(RequestLifetime, CloseInsideANotificationKeepsTheBlockUntilTheNotificatio
 
 TEST(RequestLifetimeWithWinInet, RequestIsClosedFromInsideItsNotification)
 {
+    // No owner in the component closes one with its lock held; here it is shown that one could.
+    if (Lifetime::kIsChecked)
+        GTEST_SKIP() << "the checked build does not let it happen";
     CScriptedCamera camera({HttpReply(200, "ok")});
     CReactingRequest http;
     const auto session = std::make_shared<CSessionRequests>();

@@ -26,9 +26,10 @@ ULONG CComClassFactory::AddRef() noexcept
 
 ULONG CComClassFactory::Release() noexcept
 {
-    const ULONG remaining = m_references.fetch_sub(1, std::memory_order_relaxed) - 1;
+    const ULONG references = m_references.fetch_sub(1, std::memory_order_relaxed);
+    Lifetime::Require(references != 0, "a class object is released more often than it was held");
     CComModule::Get().Unlock();
-    return remaining;
+    return references - 1;
 }
 
 HRESULT CComClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object) noexcept

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ComHosting/ComObjectMap.h"
+#include "Lifetime/Lifetime.h"
 
 #include <windows.h>
 
@@ -31,7 +32,8 @@ public:
     }
     void Unlock() noexcept
     {
-        m_lockCount.fetch_sub(1, std::memory_order_release);
+        const long count = m_lockCount.fetch_sub(1, std::memory_order_release);
+        Lifetime::Require(count > 0, "the module is locked less often than never");
     }
     /// Objects that live, plus references to class objects, plus locks of clients.
     long LockCount() const noexcept

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "ComHosting/ModuleLock.h"
+#include "Lifetime/ReferenceCount.h"
 
 #include <windows.h>
 
 #include <unknwn.h>
-
-#include <atomic>
 
 /// The interfaces of a class whose interfaces derive from one another, newest first. All share one vtable, so any of
 /// them is the same pointer.
@@ -27,7 +26,7 @@ struct ComInterfaceChain
 /// T as an object of its own. Deleted by its last Release; keeps the module locked while it lives.
 /// The count is safe from any thread; everything else is T's affair.
 template <class T, class Interfaces>
-class CComObject final : private CObjectLock, public T
+class CComObject final : private CObjectLock, public T, public Lifetime::CKeptMemory
 {
 public:
     CComObject() = default;
@@ -45,25 +44,25 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override
     {
-        return m_references.fetch_add(1, std::memory_order_relaxed) + 1;
+        return m_references.Add();
     }
     ULONG STDMETHODCALLTYPE Release() noexcept override
     {
-        const ULONG remaining = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        const ULONG remaining = m_references.Remove();
         if (remaining == 0)
             delete this;
         return remaining;
     }
 
 private:
-    std::atomic<ULONG> m_references{1};
+    CReferenceCount m_references;
 };
 
 /// T as a part of another object. The outer object holds the IUnknown of this class, which counts and answers for
 /// itself; every other interface belongs to the outer object and delegates to it.
 /// The outer object is borrowed, never counted: it owns this one.
 template <class T, class Interfaces>
-class CComAggObject final : private CObjectLock, public IUnknown
+class CComAggObject final : private CObjectLock, public IUnknown, public Lifetime::CKeptMemory
 {
 public:
     explicit CComAggObject(IUnknown* outer) : m_contained(outer) {}
@@ -87,11 +86,11 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() noexcept override
     {
-        return m_references.fetch_add(1, std::memory_order_relaxed) + 1;
+        return m_references.Add();
     }
     ULONG STDMETHODCALLTYPE Release() noexcept override
     {
-        const ULONG remaining = m_references.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        const ULONG remaining = m_references.Remove();
         if (remaining == 0)
             delete this;
         return remaining;
@@ -120,7 +119,7 @@ private:
     };
 
     CContained m_contained;
-    std::atomic<ULONG> m_references{1};
+    CReferenceCount m_references;
 };
 
 /// The creator of T for its class factory.

@@ -1,5 +1,7 @@
 #include "ComHosting/WinApp.h"
 
+#include "Lifetime/Lifetime.h"
+
 #include <atomic>
 
 namespace
@@ -34,7 +36,8 @@ void CWinApp::BeginBackgroundWork() noexcept
 
 void CWinApp::EndBackgroundWork() noexcept
 {
-    s_backgroundWork.fetch_sub(1, std::memory_order_release);
+    const long count = s_backgroundWork.fetch_sub(1, std::memory_order_release);
+    Lifetime::Require(count > 0, "less background work ends than began");
 }
 
 BOOL CWinAppEntry::OnDllMain(CWinApp& app, HINSTANCE instance, DWORD reason, const void* reserved) noexcept

@@ -25,7 +25,7 @@ struct AppliedSettings
     std::shared_ptr<CLogFileSink> sink;
 };
 
-constinit CLeafLock s_lock;
+constinit CLeafLock s_lock(Lifetime::LockRank::LogSettings); // the sink is replaced inside
 constinit AppliedSettings s_applied;
 
 /// A variable that is empty counts as absent.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Lifetime/Lifetime.h"
+
 #ifndef _WIN32
 #include <mutex>
 #endif
@@ -32,6 +34,8 @@ public:
     };
 
     constexpr CLeafLock() noexcept = default;
+    /// For a lock under which a leaf is taken after all.
+    explicit constexpr CLeafLock(Lifetime::LockRank rank) noexcept : m_rank(rank) {}
     CLeafLock(const CLeafLock&) = delete;
     CLeafLock& operator=(const CLeafLock&) = delete;
 
@@ -39,6 +43,7 @@ private:
     void Acquire() noexcept;
     void Release() noexcept;
 
+    const Lifetime::LockRank m_rank = Lifetime::LockRank::Leaf;
 #ifdef _WIN32
     void* m_state = nullptr; ///< an SRWLOCK; this header stays free of the Windows headers
 #else

@@ -61,6 +61,7 @@ catch (...)
 
 bool CAVCommand::ChooseCgiCommandSet(const Holder& holder)
 {
+    holder.CheckIsOf(m_lock);
     if (m_commandSet)
         return true;
     int tryCount = kProbePasses;
@@ -130,8 +131,9 @@ STDMETHODIMP CAVCommand::CloseConnection()
     return S_OK;
 }
 
-void CAVCommand::CloseConnection(const Holder&) noexcept
+void CAVCommand::CloseConnection(const Holder& holder) noexcept
 {
+    holder.CheckIsOf(m_lock);
     m_commandSet.reset();
     m_httpRequest.Close();
 }

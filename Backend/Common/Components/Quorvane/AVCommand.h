@@ -78,7 +78,7 @@ private:
     void ReportSilentCamera(const Holder& holder) noexcept;
 
     CAsyncHttpRequest m_httpRequest;
-    CCriticalSection m_lock;
+    CCriticalSection m_lock{Lifetime::LockRank::Object};
     std::wstring m_serverName;
     WORD m_port = 0;
     std::wstring m_userName;

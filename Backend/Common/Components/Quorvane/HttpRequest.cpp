@@ -133,6 +133,7 @@ void CAsyncHttpRequest::LoseConnection() noexcept
 
 void CAsyncHttpRequest::OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept
 {
+    m_mark.Check("WinInet notifies an owner that is destroyed");
     switch (status)
     {
     case INTERNET_STATUS_REQUEST_SENT:
@@ -200,6 +201,7 @@ HRESULT CAsyncHttpRequest::OpenConnection(const wchar_t* server, WORD port, cons
                                           const wchar_t* password) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     if (server == nullptr || *server == L'\0' || port == 0)
         return E_INVALIDARG;
     Log(LogLevel::Debug, L"CAsyncHttpRequest::OpenConnection, lpszServer = '%s', nPort = %d", server, port);
@@ -285,6 +287,7 @@ bool CAsyncHttpRequest::IsOpen() const noexcept
 
 void CAsyncHttpRequest::Close(DWORD waitMs) noexcept
 {
+    const CStay stay(m_user, kOneCaller);
     m_authorization.Reset(true);
     m_stream.Close();
     // A request that is still being closed, by a notification, is not to be closed by its connection as well.
@@ -324,6 +327,7 @@ HRESULT CAsyncHttpRequest::SendRequest(const std::wstring& url, DWORD& statusCod
                                        const std::wstring& verb, DWORD timeoutMs) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     statusCode = 0;
     response.clear();
     if (!IsOpen())

@@ -107,6 +107,12 @@ protected:
     /// The request that lives longer than one call; the streams' only. Closed by Close.
     COpenRequest m_stream;
 
+    // The checked build looks whether there is one caller at a time.
+    using CStay = Lifetime::CStay<Lifetime::CUser>;
+    static constexpr char kOneCaller[] = "two threads use one HTTP request";
+    [[no_unique_address]] Lifetime::CUser m_user;
+    [[no_unique_address]] Lifetime::CMark m_mark;
+
     [[nodiscard]] bool OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
                                    const wchar_t* proxyBypass, DWORD flags);
     void CloseSession() noexcept;

@@ -37,6 +37,7 @@ bool CAsyncHttpRequestStream::IsStreamOpen() const noexcept
 
 void CAsyncHttpRequestStream::CloseStream() noexcept
 {
+    const CStay stay(m_user, kOneCaller);
     m_stream.Close();
 }
 
@@ -44,6 +45,7 @@ HRESULT CAsyncHttpRequestStream::OpenStream(const std::wstring& url, const std::
                                             const std::wstring& verb, DWORD timeoutMs) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     if (!IsOpen())
         return E_UNEXPECTED;
     const std::wstring method = verb.empty() ? L"GET" : verb;
@@ -120,6 +122,7 @@ HRESULT CAsyncHttpRequestStream::WaitForResponse(DWORD& statusCode, std::wstring
                                                  DWORD timeoutMs) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     return ReceiveResponse(statusCode, headers, content, timeoutMs, true);
 }
 catch (const std::exception&)
@@ -227,6 +230,7 @@ HRESULT CAsyncHttpRequestStream::ReadHeaders(DWORD& statusCode, std::wstring& he
 HRESULT CAsyncHttpRequestStream::Read(std::string& data, DWORD timeoutMs) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     data.clear();
     if (!IsStreamOpen())
         return E_UNEXPECTED;
@@ -429,6 +433,7 @@ DWORD CAsyncHttpRequestStream::WaitUntilSent() noexcept
 HRESULT CAsyncHttpRequestStream::Write(std::string_view data) noexcept
 try
 {
+    const CStay stay(m_user, kOneCaller);
     if (!IsStreamOpen())
         return E_UNEXPECTED;
     CRequestBlock& block = m_stream.Block();
@@ -496,6 +501,7 @@ void CAsyncHttpRequestStreamPost::OnConnectionClosed(RequestContext* context) no
 
 bool CAsyncHttpRequestStreamPost::IsRequestSent() noexcept
 {
+    const CStay stay(m_user, kOneCaller);
     if (!IsOpen())
         return false;
     const DWORD result = WaitForCompleted(kRequestSentWaitMs);
@@ -507,6 +513,7 @@ bool CAsyncHttpRequestStreamPost::IsRequestSent() noexcept
 
 bool CAsyncHttpRequestStreamPost::IsStreamOpen() noexcept
 {
+    const CStay stay(m_user, kOneCaller);
     if (!CAsyncHttpRequestStream::IsStreamOpen())
         return false;
     if (!IsExchangeOver())

@@ -14,11 +14,13 @@ class CExclusiveHolder
 public:
     explicit CExclusiveHolder(SRWLOCK& lock) noexcept : m_lock(lock)
     {
+        Lifetime::EnterLock(Lifetime::LockRank::Leaf);
         ::AcquireSRWLockExclusive(&m_lock);
     }
     ~CExclusiveHolder()
     {
         ::ReleaseSRWLockExclusive(&m_lock);
+        Lifetime::LeaveLock(Lifetime::LockRank::Leaf);
     }
     CExclusiveHolder(const CExclusiveHolder&) = delete;
     CExclusiveHolder& operator=(const CExclusiveHolder&) = delete;
@@ -63,6 +65,7 @@ void CSessionRequests::Add() noexcept
 void CSessionRequests::Remove() noexcept
 {
     const CExclusiveHolder holder(m_lock);
+    Lifetime::Require(m_count != 0, "a session has fewer requests than none");
     if (--m_count == 0)
         ::WakeAllConditionVariable(&m_removed);
 }
@@ -97,9 +100,11 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
     if (context == 0)
         return;
     CRequestBlock* block = static_cast<CRequestBlock*>(reinterpret_cast<RequestContext*>(context));
+    block->m_mark.Check("WinInet notifies about a request that is destroyed");
+    Lifetime::Require(block->m_lentToWinInet, "WinInet notifies about a request after its last word on it");
     // The owner may close its request from inside the notification; the close then delivers the last notification
     // of the handle right here, one level deeper, and that must not take the block away from under this call.
-    block->m_references.fetch_add(1, std::memory_order_relaxed);
+    block->m_references.Add();
     // Before anybody is told, so that whoever is woken up finds it noted.
     if (status == INTERNET_STATUS_REQUEST_SENT)
         block->NoteRequestSent();
@@ -142,7 +147,7 @@ CRequestBlock::~CRequestBlock()
 
 void CRequestBlock::LendToWinInet() noexcept
 {
-    m_references.fetch_add(1, std::memory_order_relaxed);
+    m_references.Add();
     m_lentToWinInet = true;
 }
 
@@ -223,8 +228,11 @@ bool CRequestBlock::BeginUse() noexcept
 
 void CRequestBlock::EndUse() noexcept
 {
-    if (m_uses.fetch_sub(1) != (kClosing | 1))
+    const unsigned uses = m_uses.fetch_sub(1);
+    Lifetime::Require((uses & ~kClosing) != 0, "a request's handle has fewer uses than none");
+    if (uses != (kClosing | 1))
         return;
+    Lifetime::RequireNoLockFrom(Lifetime::LockRank::Request, "a request is closed with its lock held");
     if (m_isReceiveUnlimited)
         LimitReceive();
     const CInternetHandle closedOnReturn(m_handle);
@@ -245,7 +253,7 @@ void CRequestBlock::LimitReceive() const noexcept
 
 void CRequestBlock::Release() noexcept
 {
-    if (m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (m_references.Remove() == 0)
         delete this;
 }
 

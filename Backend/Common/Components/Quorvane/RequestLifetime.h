@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ComHosting/ModuleLock.h"
+#include "Lifetime/ReferenceCount.h"
 #include "Win32/CriticalSection.h"
 #include "Win32/Handles.h"
 
@@ -51,7 +52,7 @@ private:
 /// handle. The handle may be closed by any thread; the buffers and the "pending" marks are the owner's.
 /// Hazard that explains the shape: a request that was given up after a time-out is still notified about, from
 /// another thread, at any later moment. It then finds no owner, and memory that is still there.
-class CRequestBlock : public RequestContext
+class CRequestBlock : public RequestContext, public Lifetime::CKeptMemory
 {
 public:
     static constexpr DWORD kReadBufferBytes = 4096;
@@ -116,16 +117,17 @@ private:
     static constexpr unsigned kClosing = 0x80000000u;
 
     CBackgroundWork m_backgroundWork; // first, so that it ends last: until then the library must stay loaded
-    CCriticalSection m_lock;          // held while a notification is inside the owner; recursive, see StatusCallback
+    CCriticalSection m_lock{Lifetime::LockRank::Request}; // held while a notification is inside the owner; recursive
     std::atomic<unsigned> m_uses{kClosing};
     std::atomic<HINTERNET> m_handle{nullptr};
     std::atomic<bool> m_completed{false};
     std::atomic<DWORD> m_sendResult{ERROR_IO_PENDING};
-    std::atomic<long> m_references{1};
+    CReferenceCount m_references;
     std::atomic<bool> m_isReceiveUnlimited{false};
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
     std::shared_ptr<CSessionRequests> m_session;
+    [[no_unique_address]] Lifetime::CMark m_mark;
 };
 
 /// Holds a request's handle for the length of one call, so that another thread cannot close it, and the system give

@@ -12,6 +12,7 @@ namespace
 {
 constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
 constexpr wchar_t kSequenceNumbers[] = L"SequenceNumbers";
+constexpr char kOneCaller[] = "two callers inside one RTSP client";
 
 const wchar_t* OrEmpty(const wchar_t* text) noexcept
 {
@@ -37,6 +38,7 @@ bool CRtspClient::OpenSession(const wchar_t* server, WORD port, const wchar_t* p
                               const wchar_t* password) noexcept
 try
 {
+    const CStay stay(m_caller, kOneCaller);
     CloseSession();
     const CTurn turn(m_exchange, m_turnWaitMs);
     if (!m_exchange.Open(turn, OrEmpty(server), port, OrEmpty(path), OrEmpty(user), OrEmpty(password)))
@@ -57,6 +59,7 @@ catch (const std::bad_alloc&)
 
 void CRtspClient::CloseSession() noexcept
 {
+    const CStay stay(m_caller, kOneCaller);
     ClosePingTimer();
     m_exchange.RequestClose();
     {
@@ -69,6 +72,7 @@ void CRtspClient::CloseSession() noexcept
 void CRtspClient::KeepAlive() noexcept
 try
 {
+    m_mark.Check("a beat finds a client that is destroyed");
     if (const BeatHook hook = s_beatHook)
         hook();
     const CTurn turn(m_exchange, 0);
@@ -121,6 +125,7 @@ catch (const std::bad_alloc&)
 bool CRtspClient::LoadSessionDescription(bool force) noexcept
 try
 {
+    const CStay stay(m_caller, kOneCaller);
     if (!force && m_description.IsValid())
         return true;
     RtspResponse response;
@@ -142,6 +147,7 @@ catch (const std::bad_alloc&)
 
 const CSessionDescription& CRtspClient::GetSessionDescription(bool reload) noexcept
 {
+    const CStay stay(m_caller, kOneCaller);
     if (reload || !m_description.IsValid())
         (void)LoadSessionDescription(true);
     return m_description;
@@ -150,6 +156,7 @@ const CSessionDescription& CRtspClient::GetSessionDescription(bool reload) noexc
 bool CRtspClient::SetupTransport(const wchar_t* url, RtspTransport& transport) noexcept
 try
 {
+    const CStay stay(m_caller, kOneCaller);
     if (*OrEmpty(url) == L'\0')
         return false;
     const std::wstring requested = RtspHeaders::FormatTransportHeader(transport);
@@ -196,6 +203,7 @@ void CRtspClient::TakeSession(const CTurn& turn, const RtspResponse& response)
 bool CRtspClient::StartPlay(const wchar_t* url) noexcept
 try
 {
+    const CStay stay(m_caller, kOneCaller);
     if (m_state == RtspClientState::Init)
         return LogFailure(false, LogLevel::Debug, L"CRtspClient::StartPlay, can't PLAY in Init state");
     RtspResponse response;
@@ -224,6 +232,7 @@ bool CRtspClient::PausePlay(const wchar_t*) noexcept
 bool CRtspClient::StopPlay(const wchar_t* url) noexcept
 try
 {
+    const CStay stay(m_caller, kOneCaller);
     if (m_state == RtspClientState::Init)
         return true;
     const CTurn turn(m_exchange, m_turnWaitMs);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Lifetime/Lifetime.h"
 #include "Protocol/RtspHeaders.h"
 #include "Protocol/SdpParser.h"
 #include "RtspExchange.h"
@@ -85,4 +86,9 @@ private:
     RtspClientState m_state = RtspClientState::Init;
     CSessionDescription m_description;
     CRtspKeepAlive m_keepAlive;
+
+    // The checked build looks whether callers take turns, and whether a beat finds a client that lives.
+    using CStay = Lifetime::CStay<Lifetime::CUser>;
+    [[no_unique_address]] Lifetime::CUser m_caller;
+    [[no_unique_address]] Lifetime::CMark m_mark;
 };

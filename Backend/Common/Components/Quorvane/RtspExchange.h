@@ -51,6 +51,10 @@ public:
         {
             return m_isInside;
         }
+        void CheckIsOf(const CRtspExchange& exchange) const noexcept
+        {
+            Lifetime::Require(&m_exchange == &exchange, "the turn of another exchange");
+        }
 
     private:
         CRtspExchange& m_exchange;
@@ -74,12 +78,14 @@ public:
                             RtspResponse& response);
 
     /// Goes with every request, unless empty.
-    const std::wstring& SessionId(const CTurn&) const noexcept
+    const std::wstring& SessionId(const CTurn& turn) const noexcept
     {
+        turn.CheckIsOf(*this);
         return m_sessionId;
     }
-    void SetSessionId(const CTurn&, std::wstring id) noexcept
+    void SetSessionId(const CTurn& turn, std::wstring id) noexcept
     {
+        turn.CheckIsOf(*this);
         m_sessionId = std::move(id);
     }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Lifetime/Lifetime.h"
+
 #include <windows.h>
 
 /// Lets one thread at a time into an exchange of request and reply; two would read each other's replies.
@@ -28,11 +30,14 @@ public:
         if (isEntered)
             m_inside = ::GetCurrentThreadId();
         ::ReleaseSRWLockExclusive(&m_lock);
+        if (isEntered)
+            Lifetime::EnterLock(Lifetime::LockRank::ExchangeGate);
         return isEntered;
     }
 
     void Leave() noexcept
     {
+        Lifetime::LeaveLock(Lifetime::LockRank::ExchangeGate);
         ::AcquireSRWLockExclusive(&m_lock);
         m_inside = 0;
         ::ReleaseSRWLockExclusive(&m_lock);

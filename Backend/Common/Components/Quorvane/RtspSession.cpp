@@ -87,8 +87,10 @@ bool CRtspSession::RemoveParticipant(std::uint32_t cookie) noexcept
     return !m_participants.empty();
 }
 
-RtspParticipantState* CRtspSession::FindParticipant(std::uint32_t cookie, const CCriticalSection::Holder&) noexcept
+RtspParticipantState* CRtspSession::FindParticipant(std::uint32_t cookie,
+                                                    const CCriticalSection::Holder& holder) noexcept
 {
+    holder.CheckIsOf(m_lock);
     const auto participant = m_participants.find(cookie);
     return participant != m_participants.end() ? &participant->second : nullptr;
 }

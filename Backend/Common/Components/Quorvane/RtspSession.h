@@ -33,8 +33,9 @@ public:
         return m_lock;
     }
     /// The description stays as it is for as long as the lock is held.
-    const CSessionDescription& GetSessionDescription(bool reload, const CCriticalSection::Holder&) noexcept
+    const CSessionDescription& GetSessionDescription(bool reload, const CCriticalSection::Holder& holder) noexcept
     {
+        holder.CheckIsOf(m_lock);
         return CRtspClient::GetSessionDescription(reload);
     }
 
@@ -57,6 +58,6 @@ public:
 private:
     RtspParticipantState* FindParticipant(std::uint32_t cookie, const CCriticalSection::Holder&) noexcept;
 
-    CCriticalSection m_lock;
+    CCriticalSection m_lock{Lifetime::LockRank::Session};
     std::map<std::uint32_t, RtspParticipantState> m_participants;
 };

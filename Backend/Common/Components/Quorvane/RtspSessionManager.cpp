@@ -13,11 +13,13 @@ class CRtspSessionManager::CHolder
 public:
     explicit CHolder(SRWLOCK& lock) noexcept : m_lock(lock)
     {
+        Lifetime::EnterLock(Lifetime::LockRank::SessionManager);
         ::AcquireSRWLockExclusive(&m_lock);
     }
     ~CHolder()
     {
         ::ReleaseSRWLockExclusive(&m_lock);
+        Lifetime::LeaveLock(Lifetime::LockRank::SessionManager);
     }
     CHolder(const CHolder&) = delete;
     CHolder& operator=(const CHolder&) = delete;
