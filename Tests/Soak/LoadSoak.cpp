@@ -1,0 +1,191 @@
+// Loads the library, uses it on several threads at cameras that misbehave, and unloads it as soon as it says that it
+// may be unloaded, again and again: whatever of WinInet is on its way out of our code then must not find it gone.
+//
+// usage: LoadSoak --seconds N --seed N CAMERA...      runs children until the time is over
+//        LoadSoak --cycles N --seed N CAMERA...       is such a child
+// A library that had to stay in memory stays until its process ends: hence the children.
+// Exit codes: 0 every child ended well, 1 one did not, 2 wrong options.
+
+#include "Tests/Soak/LoopbackPort.h"
+#include "Tests/Soak/SoakVisitor.h"
+#include "Tests/Support/ComponentLibrary.h"
+#include "Tests/Support/HandleCount.h"
+#include "Tests/Support/RegistryValues.h"
+
+#include <objbase.h>
+
+#include <iostream>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace
+{
+constexpr DWORD kRequestLimitMs = 300;
+constexpr int kVisitors = 3;
+constexpr int kChildCycles = 6;
+constexpr DWORD kChildLimitMs = 300'000;
+constexpr DWORD kUnloadableLimitMs = 60'000; ///< WinInet gives up a read after 30 s
+constexpr unsigned kHandleBound = 24;        ///< kept-alive connections and workers of the system come and go
+
+struct Options
+{
+    std::uint32_t seconds = 0;
+    int cycles = 0;
+    unsigned seed = 1;
+    std::string cameraTexts;
+    std::vector<SoakCamera> cameras;
+};
+
+Options ParseOptions(int count, char** arguments)
+{
+    Options options;
+    for (int i = 1; i < count; ++i)
+    {
+        const std::string name = arguments[i];
+        if (!name.starts_with("--"))
+        {
+            options.cameras.push_back(ParseCamera(name));
+            options.cameraTexts += " " + name;
+        }
+        else if (++i == count)
+            throw std::runtime_error(name + " needs a value");
+        else if (name == "--seconds")
+            options.seconds = std::stoul(arguments[i]);
+        else if (name == "--cycles")
+            options.cycles = std::stoi(arguments[i]);
+        else if (name == "--seed")
+            options.seed = std::stoul(arguments[i]);
+        else
+            throw std::runtime_error("unknown option " + name);
+    }
+    if (options.cameras.empty())
+        throw std::runtime_error("cameras are needed");
+    return options;
+}
+
+void UseOnThreads(const CComponentLibrary& library, const Options& options, CCallBook& book, SoakRandom& random)
+{
+    const CallLimits limits{.requestMs = kRequestLimitMs, .sharingCalls = kVisitors - 1};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kVisitors; ++i)
+    {
+        Mischief::Make(RandomElement(random, options.cameras), random);
+        threads.emplace_back([&, seed = random()] {
+            if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
+                std::terminate();
+            {
+                const CLoopbackPort media(SOCK_DGRAM);
+                const auto make = [&] {
+                    CComPointer<IAVCommand5> command;
+                    if (FAILED(library.Factory(CLSID_AVCommand)
+                                   ->CreateInstance(nullptr, IID_IAVCommand5, command.putVoid())))
+                        std::terminate();
+                    return command;
+                };
+                CSoakVisitor(make, options.cameras, book, limits, media.Number(), seed).Visit();
+            }
+            ::CoUninitialize();
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+void WaitUntilUnloadable(const CComponentLibrary& library)
+{
+    const CKernelHandle never(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    const ULONGLONG end = ::GetTickCount64() + kUnloadableLimitMs;
+    while (library.CanUnloadNow() != S_OK)
+    {
+        if (::GetTickCount64() >= end)
+            throw std::runtime_error("the library cannot be unloaded");
+        ::WaitForSingleObject(never.get(), 1);
+    }
+}
+
+int RunCycles(const Options& options)
+{
+    SoakRandom random(options.seed);
+    CCallBook book;
+    int unloaded = 0;
+    unsigned firstHandles = 0;
+    for (int cycle = 0; cycle < options.cycles; ++cycle)
+    {
+        {
+            const CComponentLibrary library;
+            UseOnThreads(library, options, book, random);
+            WaitUntilUnloadable(library);
+        }
+        unloaded += ::GetModuleHandleW(L"Quorvane.dll") == nullptr ? 1 : 0;
+        if (cycle == options.cycles / 3)
+            firstHandles = CountOwnHandles();
+    }
+    const unsigned lastHandles = CountOwnHandles();
+    const std::string late = book.FindLate();
+    std::cout << "seed " << options.seed << ": " << options.cycles << " cycles, left memory after " << unloaded
+              << ", handles " << firstHandles << " -> " << lastHandles << (late.empty() ? "" : ", " + late)
+              << std::endl;
+    return late.empty() && lastHandles <= firstHandles + kHandleBound ? 0 : 1;
+}
+
+DWORD RunChild(const Options& options, unsigned seed)
+{
+    wchar_t path[MAX_PATH] = {};
+    ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring commandLine = L"\"" + std::wstring(path) + L"\" --cycles " + std::to_wstring(kChildCycles) +
+                               L" --seed " + std::to_wstring(seed) +
+                               std::wstring(options.cameraTexts.begin(), options.cameraTexts.end());
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process = {};
+    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        throw std::runtime_error("no child can be started");
+    const CKernelHandle thread(process.hThread);
+    const CKernelHandle child(process.hProcess);
+    DWORD exitCode = STILL_ACTIVE;
+    if (::WaitForSingleObject(child.get(), kChildLimitMs) != WAIT_OBJECT_0)
+        ::TerminateProcess(child.get(), exitCode);
+    else
+        ::GetExitCodeProcess(child.get(), &exitCode);
+    return exitCode;
+}
+
+int RunChildren(const Options& options)
+{
+    CTestRegistryKey settings(L"Software\\Orbell\\Video");
+    settings.SetText(L"CameraCGICommandTimeout", std::to_wstring(kRequestLimitMs));
+    int children = 0;
+    int failures = 0;
+    const ULONGLONG end = ::GetTickCount64() + options.seconds * 1000ull;
+    do
+    {
+        const unsigned seed = options.seed + static_cast<unsigned>(children);
+        ++children;
+        if (const DWORD exitCode = RunChild(options, seed); exitCode != 0)
+        {
+            std::cout << "FAILED: the child with seed " << seed << " ended with " << exitCode << std::endl;
+            ++failures;
+        }
+    } while (::GetTickCount64() < end);
+    for (const SoakCamera& camera : options.cameras)
+        Mischief::End(camera);
+    std::cout << children << " processes with " << kChildCycles << " loads each, " << failures << " failed\n";
+    return failures == 0 ? 0 : 1;
+}
+} // namespace
+
+int main(int count, char** arguments)
+try
+{
+    WSADATA data = {};
+    if (::WSAStartup(MAKEWORD(2, 2), &data) != 0)
+        throw std::runtime_error("no Winsock");
+    const Options options = ParseOptions(count, arguments);
+    return options.cycles != 0 ? RunCycles(options) : RunChildren(options);
+}
+catch (const std::exception& exception)
+{
+    std::cerr << "load soak: " << exception.what() << '\n';
+    return 2;
+}
