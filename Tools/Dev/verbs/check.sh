@@ -60,7 +60,7 @@ check_heap() {
 
 check_lifetimes() {
     configure_and_build checked LifetimeProbe Quorvane camerasim "${under_wine[@]}" "${checked_only[@]}" || return 1
-    probe second-release 'lifetime check failed' Tools/Dev/run-wine build/checked/bin/LifetimeProbe.exe
+    probe second-unlock 'lifetime check failed' Tools/Dev/run-wine build/checked/bin/LifetimeProbe.exe
     local verdict=0 programs=("${under_wine[@]}" "${checked_only[@]}")
     run_all lifetimes Tools/Dev/run-wine -- "${programs[@]/#/build/checked/bin/}" || verdict=1
     ! grep -a 'lifetime check failed' "$folder/lifetimes.log" || verdict=1
