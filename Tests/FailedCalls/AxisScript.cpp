@@ -43,13 +43,21 @@ void Stream(CRecorder& recorder, IAVCommand5& command)
     recorder.Step("play again", [&](std::ostream&) { return command.StartAudio2(FALSE, 9); });
 }
 
+/// A client that asks for streams only.
+ScriptParts::CommandPointer OpenForStreams(CRecorder& recorder, WORD port)
+{
+    ScriptParts::CommandPointer command = ScriptParts::Create(recorder);
+    if (command)
+        ScriptParts::Open(recorder, *command.get(), port);
+    return command;
+}
+
 /// A second client of the same camera joins the session and leaves first.
 void Join(CRecorder& recorder, WORD port)
 {
-    ScriptParts::CommandPointer command = ScriptParts::Create(recorder);
+    ScriptParts::CommandPointer command = OpenForStreams(recorder, port);
     if (!command)
         return;
-    ScriptParts::Open(recorder, *command.get(), port);
     recorder.Step("join", [&](std::ostream&) { return command->ConnectToRtspServer(FALSE); });
     ReadParameterSets(recorder, *command.get(), "h264 joined");
     ScriptParts::Leave(recorder, command);
@@ -62,11 +70,20 @@ void RunAxisScript(CRecorder& recorder, const Surroundings& surroundings)
     if (!command)
         return;
     ScriptParts::Open(recorder, *command.get(), surroundings.axisPort);
+    ScriptParts::Connect(recorder, *command.get());
     recorder.Step("set size", [&](std::ostream&) { return command->SetImageSize2(480, 270, 30, VC_H264); });
     recorder.Step("set bit rate", [&](std::ostream&) { return command->SetBitRate(1000); });
     ScriptParts::ReadSettings(recorder, *command.get());
     ScriptParts::ReadSizes(recorder, *command.get());
     ScriptParts::Move(recorder, *command.get());
+    ScriptParts::Leave(recorder, command);
+}
+
+void RunStreamingScript(CRecorder& recorder, const Surroundings& surroundings)
+{
+    ScriptParts::CommandPointer command = OpenForStreams(recorder, surroundings.axisPort);
+    if (!command)
+        return;
     Stream(recorder, *command.get());
     Join(recorder, surroundings.axisPort);
     recorder.Step("stop", [&](std::ostream&) { return command->StopStreaming(); });
@@ -75,10 +92,9 @@ void RunAxisScript(CRecorder& recorder, const Surroundings& surroundings)
 
 void RunRelativeScript(CRecorder& recorder, const Surroundings& surroundings)
 {
-    ScriptParts::CommandPointer command = ScriptParts::Create(recorder);
+    ScriptParts::CommandPointer command = OpenForStreams(recorder, surroundings.relativePort);
     if (!command)
         return;
-    ScriptParts::Open(recorder, *command.get(), surroundings.relativePort);
     recorder.Step("rtsp", [&](std::ostream&) { return command->ConnectToRtspServer(TRUE); });
     SetUp(recorder, *command.get(), "set up video", 0);
     SetUp(recorder, *command.get(), "set up audio", 1);

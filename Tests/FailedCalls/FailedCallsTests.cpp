@@ -53,7 +53,7 @@ void ExpectNoDefects(const Report& report)
 void FailCalls(const std::string& mode, DWORD limitMs)
 {
     Report report;
-    WorkerProcess::Run("slots", limitMs, report);
+    WorkerProcess::Run("FlsAlloc", limitMs, report);
     EXPECT_TRUE(report.isFinished);
     WorkerProcess::Run(mode, limitMs, report);
     ExpectNoDefects(report);

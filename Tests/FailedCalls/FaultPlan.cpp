@@ -22,29 +22,6 @@ private:
     const DWORD m_lastError;
 };
 
-std::mutex g_ownedLock;
-std::map<std::pair<Resource, std::uintptr_t>, unsigned> g_owned; // a library may be loaded more than once
-Owned::Counts g_counts = {};
-
-void Opened(Resource kind, std::uintptr_t handle) noexcept
-{
-    const std::lock_guard lock(g_ownedLock);
-    ++g_owned[{kind, handle}];
-    ++g_counts[static_cast<std::size_t>(kind)];
-}
-
-/// What was opened before the import table was changed is not known, and not counted.
-void Closed(Resource kind, std::uintptr_t handle) noexcept
-{
-    const std::lock_guard lock(g_ownedLock);
-    const auto found = g_owned.find({kind, handle});
-    if (found == g_owned.end())
-        return;
-    if (--found->second == 0)
-        g_owned.erase(found);
-    --g_counts[static_cast<std::size_t>(kind)];
-}
-
 std::atomic<const CHookedFunction*> g_armed{nullptr};
 std::atomic<unsigned> g_number{0};
 std::atomic<const CHookedFunction*> g_companion{nullptr};
@@ -78,11 +55,13 @@ std::vector<std::uintptr_t> FindPlaces(const void* site)
 {
     constexpr std::size_t kMostPlaces = 12;
     constexpr std::size_t kMostWords = 1024;
-    std::vector<std::uintptr_t> places = {reinterpret_cast<std::uintptr_t>(site) - g_moduleStart};
+    std::vector<std::uintptr_t> places;
+    if (site != nullptr)
+        places.push_back(reinterpret_cast<std::uintptr_t>(site) - g_moduleStart);
     const auto* word = static_cast<const std::uintptr_t*>(__builtin_frame_address(0));
     const auto* const base =
         static_cast<const std::uintptr_t*>(reinterpret_cast<const NT_TIB*>(::NtCurrentTeb())->StackBase);
-    bool isPastSite = false;
+    bool isPastSite = site == nullptr;
     for (std::size_t i = 0; i < kMostWords && word < base && places.size() < kMostPlaces; ++i, ++word)
     {
         if (isPastSite && IsReturnAddress(*word))
@@ -90,6 +69,38 @@ std::vector<std::uintptr_t> FindPlaces(const void* site)
         isPastSite = isPastSite || *word == reinterpret_cast<std::uintptr_t>(site);
     }
     return places;
+}
+
+std::mutex g_ownedLock;
+using Key = std::pair<Resource, std::uintptr_t>;
+std::map<Key, unsigned> g_owned; // a library may be loaded more than once
+std::map<Key, std::vector<std::uintptr_t>> g_traces;
+std::atomic<bool> g_isTracing{false};
+Owned::Counts g_counts = {};
+
+void Opened(Resource kind, std::uintptr_t handle) noexcept
+{
+    std::vector<std::uintptr_t> places;
+    if (g_isTracing)
+        places = FindPlaces(nullptr);
+    const std::lock_guard lock(g_ownedLock);
+    if (g_isTracing)
+        g_traces[{kind, handle}] = std::move(places);
+    ++g_owned[{kind, handle}];
+    ++g_counts[static_cast<std::size_t>(kind)];
+}
+
+/// What was opened before the import table was changed is not known, and not counted.
+void Closed(Resource kind, std::uintptr_t handle) noexcept
+{
+    const std::lock_guard lock(g_ownedLock);
+    const auto found = g_owned.find({kind, handle});
+    if (found == g_owned.end())
+        return;
+    if (--found->second == 0)
+        g_owned.erase(found);
+    g_traces.erase({kind, handle});
+    --g_counts[static_cast<std::size_t>(kind)];
 }
 } // namespace
 
@@ -128,6 +139,22 @@ Owned::Counts Owned::Count() noexcept
 {
     const std::lock_guard lock(g_ownedLock);
     return g_counts;
+}
+
+void Owned::StartTracing() noexcept
+{
+    g_isTracing = true;
+}
+
+std::vector<std::vector<std::uintptr_t>> Owned::StopTracing()
+{
+    g_isTracing = false;
+    const std::lock_guard lock(g_ownedLock);
+    std::vector<std::vector<std::uintptr_t>> places;
+    for (auto& [key, trace] : g_traces)
+        places.push_back(std::move(trace));
+    g_traces.clear();
+    return places;
 }
 
 void Owned::GaveBack(Resource kind, const void* handle) noexcept

@@ -78,6 +78,10 @@ namespace Owned
 {
 using Counts = std::array<long, kResourceKinds>;
 Counts Count() noexcept;
+/// From here on it is kept where each thing was opened; costs time.
+void StartTracing() noexcept;
+/// Where what was opened since then and is still there was opened, each as offsets from the module's beginning.
+std::vector<std::vector<std::uintptr_t>> StopTracing();
 /// The client has freed what it was given.
 void GaveBack(Resource kind, const void* handle) noexcept;
 } // namespace Owned

@@ -27,11 +27,11 @@ bool Settles(DWORD limitMs, Condition condition)
     return true;
 }
 
-std::string Places(const FaultPlan::Hit& hit)
+std::string Places(const std::vector<std::uintptr_t>& places)
 {
     std::ostringstream text;
     text << std::hex;
-    for (const std::uintptr_t place : hit.places)
+    for (const std::uintptr_t place : places)
         text << (text.tellp() != 0 ? " " : "") << "0x" << place;
     return text.str();
 }
@@ -42,6 +42,31 @@ bool IsAboutMemory(const FunctionRow& row)
     return names.contains(row.name);
 }
 } // namespace
+
+Mode::Mode(const std::string& text)
+    : m_functions("," + text.substr(0, text.find('@')) + ","),
+      m_script(text.substr(std::min(text.size(), m_functions.size() - 1)))
+{
+}
+
+bool Mode::IsFirstOnly() const
+{
+    return m_functions == ",first,";
+}
+
+bool Mode::Takes(const Script& script) const
+{
+    if (m_functions == ",FlsAlloc,")
+        return &script == &Scripts().front();
+    return m_script.empty() ? script.isLogging || !IsFirstOnly() : m_script == script.name;
+}
+
+bool Mode::Takes(const FunctionRow& row) const
+{
+    if (m_functions == ",first," || m_functions == ",all,")
+        return row.name != "FlsAlloc";
+    return m_functions.find("," + row.name + ",") != std::string::npos;
+}
 
 CFaultRun::CFaultRun(const std::string& resultsPath, const Surroundings& surroundings)
     : m_results(resultsPath, std::ios::app), m_sessions(surroundings)
@@ -56,10 +81,17 @@ void CFaultRun::Record(std::initializer_list<std::string> fields)
     m_results << '\n' << std::flush;
 }
 
-void CFaultRun::MakeReferences(const std::string& mode)
+void CFaultRun::RecordErrors(const std::vector<std::string>& lines)
+{
+    for (const std::string& line : lines)
+        if (line.starts_with("8 "))
+            Record({"log", line});
+}
+
+void CFaultRun::MakeReferences(const Mode& mode)
 {
     for (const Script& script : Scripts())
-        if (mode == "slots" ? &script == &Scripts().front() : script.isLogging || mode != "first")
+        if (mode.Takes(script))
             MakeReference(script);
     m_owned = Owned::Count();
     m_handles = CountOwnHandles();
@@ -106,50 +138,43 @@ bool CFaultRun::IsSkipped(const Script& script, const FunctionRow& row, unsigned
     return true;
 }
 
-void CFaultRun::Go(const std::string& mode)
+void CFaultRun::Go(const Mode& mode)
 {
-    const bool isFirstOnly = mode == "first";
     std::set<std::string> seen;
     for (const Script& script : Scripts())
     {
+        if (!mode.Takes(script))
+            continue;
         for (const FunctionRow& row : FunctionTable())
         {
-            if (!IsCalled(script, row) || (!isFirstOnly && mode != "all" && mode != row.name))
-                continue;
-            if (isFirstOnly ? seen.insert(row.name).second : script.isLogging || IsAboutMemory(row))
-                FailCalls(script, row, !isFirstOnly);
+            const bool isWanted = mode.Takes(row) && IsCalled(script, row);
+            if (isWanted &&
+                (mode.IsFirstOnly() ? seen.insert(row.name).second : script.isLogging || IsAboutMemory(row)))
+                FailCalls(script, row, mode);
         }
     }
     CheckHandles();
     Record({"finished"});
 }
 
-void CFaultRun::GoForSlots()
-{
-    // Once for the life of the process.
-    for (const FunctionRow& row : FunctionTable())
-        if (row.name == "FlsAlloc")
-            FailCall(Scripts().front(), row, 1);
-    Record({"finished"});
-}
-
 bool CFaultRun::IsCalled(const Script& script, const FunctionRow& row)
 {
-    if (row.kind != FunctionRow::Kind::Fails || row.name == "FlsAlloc")
+    if (row.kind != FunctionRow::Kind::Fails)
         return false;
     if (script.onlyFunction != nullptr && row.name != script.onlyFunction)
         return false;
     return row.needsThrow ? &script == &Scripts().front() : m_references[script.name].calls[row.name] != 0;
 }
 
-void CFaultRun::FailCalls(const Script& script, const FunctionRow& row, bool isEveryCall)
+void CFaultRun::FailCalls(const Script& script, const FunctionRow& row, const Mode& mode)
 {
-    const unsigned count = isEveryCall && !row.needsThrow ? m_references[script.name].calls[row.name] : 1;
+    const bool isOneEnough = mode.IsFirstOnly() || row.needsThrow;
+    const unsigned count = isOneEnough ? 1 : m_references[script.name].calls[row.name];
     for (unsigned number = 1; number <= count; ++number)
         if (!IsSkipped(script, row, number) && !FailCall(script, row, number))
             return;
     // The system's worker threads take seconds to end.
-    if (isEveryCall && !m_last)
+    if (!mode.IsFirstOnly() && !m_last)
         CheckHandles();
 }
 
@@ -174,15 +199,14 @@ bool CFaultRun::FailCall(const Script& script, const FunctionRow& row, unsigned 
     const Verdict verdict = Judge(row, script, hit, m_references[script.name].steps, outcome);
     if (verdict.kind == Verdict::Kind::Defect)
     {
-        Record({"defect", script.name, row.name, numberText, std::string(hit.step) + ": " + verdict.text, Places(hit)});
-        for (const std::string& line : outcome.lines)
-            if (!line.starts_with("1 "))
-                Record({"log", line});
+        Record({"defect", script.name, row.name, numberText, std::string(hit.step) + ": " + verdict.text,
+                Places(hit.places)});
+        RecordErrors(outcome.lines);
     }
     RunWithoutFault(script);
     CheckLeaks(script, row, number);
     Record({verdict.kind == Verdict::Kind::Reported ? "reported" : "unnoticed", script.name, row.name, numberText,
-            verdict.text, Places(hit), std::to_string(outcome.durationMs)});
+            verdict.text, Places(hit.places), std::to_string(outcome.durationMs)});
     return true;
 }
 
@@ -195,9 +219,7 @@ void CFaultRun::RunWithoutFault(const Script& script)
     const auto [got, wanted] = std::ranges::mismatch(outcome.steps, steps);
     const std::string name = got != outcome.steps.end() ? got->name : "the end";
     Record({"defect", script.name, "", "0", "the session without the fault fails afterwards: " + name});
-    for (const std::string& line : outcome.lines)
-        if (line.starts_with("8 "))
-            Record({"log", line});
+    RecordErrors(outcome.lines);
 }
 
 std::optional<Resource> CFaultRun::FindExcess()
@@ -209,7 +231,7 @@ std::optional<Resource> CFaultRun::FindExcess()
                 return static_cast<Resource>(kind);
         return std::nullopt;
     };
-    constexpr DWORD kLimitMs = 5000;
+    constexpr DWORD kLimitMs = 20'000;
     Settles(kLimitMs, [&] { return !excess(); });
     return excess();
 }
@@ -218,21 +240,27 @@ void CFaultRun::CheckLeaks(const Script& script, const FunctionRow& row, unsigne
 {
     constexpr int kRepetitions = 2;
     std::optional<Resource> excess = FindExcess();
+    std::vector<std::string> lines;
     for (int i = 0; i < kRepetitions && excess; ++i)
     {
         m_owned = Owned::Count();
+        if (i == kRepetitions - 1)
+            Owned::StartTracing();
         Arm(row, number);
-        (void)RunSession(script);
+        lines = RunSession(script).lines;
         FaultPlan::Disarm();
         RunWithoutFault(script);
         excess = FindExcess();
     }
-    if (excess)
-    {
-        Record({"defect", script.name, row.name, std::to_string(number),
-                "leaves behind: " + std::string(NameOf(*excess)), Places(FaultPlan::LastHit())});
-        m_owned = Owned::Count();
-    }
+    const std::vector<std::vector<std::uintptr_t>> opened = Owned::StopTracing();
+    if (!excess)
+        return;
+    Record({"defect", script.name, row.name, std::to_string(number), "leaves behind: " + std::string(NameOf(*excess)),
+            Places(FaultPlan::LastHit().places)});
+    RecordErrors(lines);
+    for (const std::vector<std::uintptr_t>& places : opened)
+        Record({"log", "opened at " + Places(places)});
+    m_owned = Owned::Count();
 }
 
 void CFaultRun::CheckHandles()

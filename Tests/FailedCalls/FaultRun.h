@@ -17,6 +17,22 @@ struct FaultName
     unsigned number = 0;
 };
 
+/// What a run is to let fail: "all" for every call of every function, "first" for the first one that any session makes,
+/// or names of functions, with commas between them, for every call of these. With "@" and the name of a script behind
+/// it: in this script only. FlsAlloc, which a process calls once, wants a process of its own and is in neither.
+class Mode
+{
+public:
+    explicit Mode(const std::string& text);
+    bool IsFirstOnly() const;
+    bool Takes(const Script& script) const;
+    bool Takes(const FunctionRow& row) const;
+
+private:
+    std::string m_functions; ///< a comma on both sides of each
+    std::string m_script;
+};
+
 /// Lets one call after another fail, each in a session of its own, and runs a session without a fault behind each.
 /// Writes a record for everything that happens, before and after. A session that hangs ends the process.
 class CFaultRun
@@ -25,13 +41,9 @@ public:
     CFaultRun(const std::string& resultsPath, const Surroundings& surroundings);
 
     /// Sessions without a fault: what they return, how often they call what, and what is left behind.
-    void MakeReferences(const std::string& mode);
+    void MakeReferences(const Mode& mode);
     void GoOnBehind(FaultName last);
-    /// "all": every call of every function; "first": of each the first call that any session makes; the name of a
-    /// function: every call of this one.
-    void Go(const std::string& mode);
-    /// The one call that a process makes only once, whatever it does afterwards.
-    void GoForSlots();
+    void Go(const Mode& mode);
 
 private:
     struct Reference
@@ -43,7 +55,7 @@ private:
     void MakeReference(const Script& script);
     bool IsCalled(const Script& script, const FunctionRow& row);
     static void Arm(const FunctionRow& row, unsigned number);
-    void FailCalls(const Script& script, const FunctionRow& row, bool isEveryCall);
+    void FailCalls(const Script& script, const FunctionRow& row, const Mode& mode);
     /// False when the call did not come.
     bool FailCall(const Script& script, const FunctionRow& row, unsigned number);
     void RunWithoutFault(const Script& script);
@@ -53,6 +65,7 @@ private:
     std::optional<Resource> FindExcess();
     SessionOutcome RunSession(const Script& script);
     bool IsSkipped(const Script& script, const FunctionRow& row, unsigned number);
+    void RecordErrors(const std::vector<std::string>& lines);
     void Record(std::initializer_list<std::string> fields);
 
     std::ofstream m_results;

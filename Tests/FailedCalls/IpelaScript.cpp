@@ -38,6 +38,7 @@ void RunIpelaScript(CRecorder& recorder, const Surroundings& surroundings)
     if (!command)
         return;
     ScriptParts::Open(recorder, *command.get(), surroundings.ipelaPort);
+    ScriptParts::Connect(recorder, *command.get());
     ChangeSettings(recorder, *command.get());
     ScriptParts::ReadSettings(recorder, *command.get());
     ScriptParts::ReadSizes(recorder, *command.get());

@@ -62,6 +62,7 @@ const std::vector<Script>& Scripts();
 
 void RunIpelaScript(CRecorder& recorder, const Surroundings& surroundings);
 void RunAxisScript(CRecorder& recorder, const Surroundings& surroundings);
+void RunStreamingScript(CRecorder& recorder, const Surroundings& surroundings);
 void RunRelativeScript(CRecorder& recorder, const Surroundings& surroundings);
 void RunRegistrationScript(CRecorder& recorder, const Surroundings& surroundings);
 
@@ -74,6 +75,7 @@ using CommandPointer = CComPointer<IAVCommand5>;
 CommandPointer Create(CRecorder& recorder);
 /// The address, the credentials that both cameras ask for, and the first request.
 void Open(CRecorder& recorder, IAVCommand5& command, WORD port);
+void Connect(CRecorder& recorder, IAVCommand5& command);
 void ReadSettings(CRecorder& recorder, IAVCommand5& command);
 void ReadSizes(CRecorder& recorder, IAVCommand5& command);
 void Move(CRecorder& recorder, IAVCommand5& command);

@@ -56,6 +56,10 @@ void ScriptParts::Open(CRecorder& recorder, IAVCommand5& command, WORD port)
     recorder.Step(
         "open", [&](std::ostream&) { return command.OpenConnection(server.get(), port, user.get(), password.get()); });
     recorder.Step("probe", [&](std::ostream&) { return command.IsImageSizeSupported(1, 1, 1); });
+}
+
+void ScriptParts::Connect(CRecorder& recorder, IAVCommand5& command)
+{
     recorder.Step("connect", [&](std::ostream&) { return command.ConnectToCamera(); });
     recorder.Step("is connected", [&](std::ostream&) { return command.IsConnected(); });
 }
@@ -132,10 +136,12 @@ const std::vector<Script>& Scripts()
 {
     static const std::vector<Script> scripts = {
         {"ipela", &RunIpelaScript, true},
+        {"axis streaming", &RunStreamingScript, true},
         {"axis", &RunAxisScript, true},
         {"axis, relative URLs", &RunRelativeScript, true, "InternetCombineUrlA"},
         {"registration", &RunRegistrationScript, true},
         {"ipela, no log", &RunIpelaScript, false},
+        {"axis streaming, no log", &RunStreamingScript, false},
         {"axis, no log", &RunAxisScript, false},
         {"registration, no log", &RunRegistrationScript, false},
     };

@@ -1,7 +1,7 @@
 // One process in which calls fail, one after another. Started by the tests, and again where it was when it crashes:
-//     FailedCallsWorker RESULTS IPELA-PORT AXIS-PORT RELATIVE-PORT first|all|slots|FUNCTION [SCRIPT FUNCTION NUMBER]
-// The last three name the fault behind which it goes on. Each line of the results file is a record, its fields
-// separated by tabs; what has begun without an end is what the process died of.
+//     FailedCallsWorker RESULTS IPELA-PORT AXIS-PORT RELATIVE-PORT MODE [SCRIPT FUNCTION NUMBER]
+// What the mode may be stands with the class. The last three name the fault behind which it goes on. Each line of the
+// results file is a record, its fields separated by tabs; what has begun without an end is what the process died of.
 
 #include "Tests/FailedCalls/FaultRun.h"
 #include "Tests/FailedCalls/KeepAliveDriver.h"
@@ -81,14 +81,11 @@ int Run(int count, char** arguments)
                                        static_cast<WORD>(number(4))};
     CFaultRun run(arguments[1], surroundings);
     HookEverything(library);
-    const std::string mode = arguments[5];
+    const Mode mode(arguments[5]);
     run.MakeReferences(mode);
     if (count == 9)
         run.GoOnBehind({arguments[6], arguments[7], number(8)});
-    if (mode == "slots")
-        run.GoForSlots();
-    else
-        run.Go(mode);
+    run.Go(mode);
     return SUCCEEDED(library.UnregisterServer()) ? 0 : 1;
 }
 } // namespace

@@ -66,7 +66,7 @@ void WorkerProcess::Run(const std::string& mode, DWORD limitMs, Report& report)
         const Report::Begun last = std::exchange(report.begun, {});
         std::wstring commandLine = L"\"" + WorkerPath() + L"\" \"" + results.wstring() + L"\" " +
                                    std::to_wstring(ipela.Port()) + L" " + std::to_wstring(axis.Port()) + L" " +
-                                   std::to_wstring(relative.Port()) + L" " + Widen(mode);
+                                   std::to_wstring(relative.Port()) + L" \"" + Widen(mode) + L"\"";
         if (!last.script.empty())
             commandLine += L" \"" + Widen(last.script) + L"\" " + Widen(last.function) + L" " + Widen(last.number);
 

@@ -8,7 +8,6 @@
 /// of. Against two cameras in processes of their own.
 namespace WorkerProcess
 {
-/// Adds to the report what a run in this mode says, "first", "all", "slots" or the name of a function; it is ended
-/// after `limitMs`.
+/// Adds to the report what a run says, which is ended after `limitMs`. `mode`: see class Mode.
 void Run(const std::string& mode, DWORD limitMs, Report& report);
 } // namespace WorkerProcess

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# lets every system call of the component fail once, one by one, in whole sessions: ./dev failcalls [FUNCTION]
+# lets every system call of the component fail once, one by one, in whole sessions: ./dev failcalls [FUNCTION,...][@SESSION]
 source Tools/Dev/common.sh
-(($# <= 1)) || fail "usage: ./dev failcalls [FUNCTION]"
+(($# <= 1)) || fail "usage: ./dev failcalls [FUNCTION,...|all][@SESSION]"
 ensure_setup
 configure_and_build win32 FailedCallsTests
 keep_wineserver

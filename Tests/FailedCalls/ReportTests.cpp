@@ -1,0 +1,50 @@
+#include "Tests/FailedCalls/Report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST(FailedCallsReport, DeathBelongsToTheCallThatHasBegun)
+{
+    Report report;
+    report.Add("begin\tipela\tCreateEventW\t1");
+    report.Add("reported\tipela\tCreateEventW\t1\topen -> 0x80004005\t0x10 0x20 0x30\t15");
+    report.Add("begin\tipela\tmalloc\t7");
+    report.AddDeath("the process has died, exit code 5");
+    EXPECT_THAT(report.defects, ElementsAre("ipela, call 7 of malloc: the process has died, exit code 5"));
+    EXPECT_EQ("7", report.begun.number);
+    EXPECT_THAT(report.NamesThatFailed(), ElementsAre("CreateEventW"));
+    EXPECT_FALSE(report.isFinished);
+}
+
+TEST(FailedCallsReport, DefectCarriesItsLogLines)
+{
+    Report report;
+    report.Add("defect\taxis\tmalloc\t3\tplay: no line in the log\t0x10 0x20");
+    report.Add("log\t8 COne, out of luck");
+    report.Add("finished");
+    EXPECT_THAT(report.defects, ElementsAre("axis, call 3 of malloc: play: no line in the log\n    at 0x10 0x20\n"
+                                            "    8 COne, out of luck"));
+    EXPECT_TRUE(report.isFinished);
+}
+
+TEST(FailedCallsReport, SumsUpEveryFunction)
+{
+    Report report;
+    report.Add("calls\tipela\tCreateEventW\t2");
+    report.Add("calls\taxis\tCreateEventW\t3");
+    report.Add("reported\tipela\tCreateEventW\t1\topen\t0x10 0x20\t15");
+    report.Add("unnoticed\tipela\tCreateEventW\t2\topen\t0x10 0x30\t40");
+    report.Add("handles\t100\t101");
+    EXPECT_EQ(0u, report.mostHandles) << "the event that waiting takes";
+    report.Add("handles\t100\t103");
+    EXPECT_EQ(2u, report.mostHandles);
+    EXPECT_EQ(2u, report.functions["CreateEventW"].places.size());
+    EXPECT_EQ(40u, report.functions["CreateEventW"].longestMs);
+    EXPECT_THAT(report.Table(), HasSubstr("1 functions"));
+}
+} // namespace

@@ -1,0 +1,67 @@
+// What counts as a defect: the rules by which failed calls are judged.
+
+#include "Tests/FailedCalls/Verdict.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+using Kind = Verdict::Kind;
+
+const std::vector<StepResult> kReference = {{"open", S_OK, ""}, {"probe", S_FALSE, ""}, {"settings", S_OK, "640x480"}};
+
+FunctionRow Row(const char* reason = nullptr)
+{
+    FunctionRow row;
+    row.name = "CreateEventW";
+    row.kind = FunctionRow::Kind::Fails;
+    row.reason = reason;
+    row.lines = {"8 COne, failed to CreateEvent, dwLastError = 1816"};
+    row.results = {E_FAIL};
+    return row;
+}
+
+constexpr Script kLogging = {"ipela", nullptr, true};
+constexpr Script kSilent = {"ipela, no log", nullptr, false};
+constexpr Script kAxis = {"axis streaming", nullptr, true};
+
+struct Case
+{
+    const char* reason;
+    Kind expected;
+    std::vector<StepResult> steps;
+    std::vector<std::string> lines = {"8 COne, failed to CreateEvent, dwLastError = 1816"};
+    FunctionRow row = Row();
+    Script script = kLogging;
+    const char* step = "open";
+};
+
+TEST(Verdict, TellsDefectsFromFailuresThatAreReported)
+{
+    const std::vector<StepResult> openFails = {{"open", E_FAIL, ""}, {"probe", E_FAIL, ""}, {"settings", E_FAIL, ""}};
+    const std::vector<StepResult> wrongSize = {kReference[0], kReference[1], {"settings", S_OK, "0x0"}};
+    const std::vector<StepResult> otherResult = {{"open", E_UNEXPECTED, ""}, kReference[1], kReference[2]};
+    const Case cases[] = {
+        {"result and line", Kind::Reported, openFails},
+        {"no line", Kind::Defect, openFails, {"8 COne, something else"}},
+        {"the line without the error", Kind::Defect, openFails, {"8 COne, failed to CreateEvent, dwLastError = 0"}},
+        {"nobody logs", Kind::Reported, openFails, {}, Row(), kSilent},
+        {"another result", Kind::Defect, otherResult},
+        {"a wrong value in spite of success", Kind::Defect, wrongSize},
+        {"a wrong value, and harmless as a rule", Kind::Defect, wrongSize, {}, Row("whatever")},
+        {"nobody has noticed", Kind::Defect, kReference},
+        {"nobody needs to notice", Kind::Unnoticed, kReference, {}, Row("for a reason")},
+        {"the other family's probe fails either way", Kind::Unnoticed, kReference, {}, Row(), kAxis, "probe"},
+        {"a later request of that camera does not", Kind::Defect, kReference, {}, Row(), kAxis, "settings"},
+        {"the session ends early", Kind::Defect, {kReference[0]}, {}, Row("for a reason")},
+        {"a call that is none of the session's", Kind::Defect, {{"close", S_OK, ""}}, {}, Row("for a reason")},
+    };
+    for (const Case& each : cases)
+    {
+        SCOPED_TRACE(each.reason);
+        const SessionOutcome outcome = {true, 0, each.steps, each.lines};
+        const Verdict verdict = Judge(each.row, each.script, {true, each.step, {}}, kReference, outcome);
+        EXPECT_EQ(each.expected, verdict.kind) << verdict.text;
+    }
+}
+} // namespace
