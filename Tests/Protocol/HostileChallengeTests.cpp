@@ -20,41 +20,41 @@ namespace
 constexpr int kRounds = 20000;
 constexpr std::size_t kMaxPieces = 40;
 
-constexpr std::string_view kPieces[] = {"Digest",
-                                        "Basic",
-                                        "digest ",
-                                        "realm",
-                                        "nonce",
-                                        "opaque",
-                                        "domain",
-                                        "stale",
-                                        "algorithm",
-                                        "qop",
-                                        "=",
-                                        "=\"",
-                                        "\"",
-                                        "\"\"",
-                                        ",",
-                                        ", ",
-                                        ",,",
-                                        " ",
-                                        "\t",
-                                        "\r\n",
-                                        "auth",
-                                        "auth-int",
-                                        "AUTH",
-                                        "MD5",
-                                        "MD5-sess",
-                                        "SHA-256",
-                                        "TRUE",
-                                        "false",
-                                        "%s%n%d",
-                                        "\\\"",
-                                        std::string_view("\0", 1),
-                                        "\xFF\xFE",
-                                        "\xC3\xBC",
-                                        "x",
-                                        "0123456789abcdef"};
+constexpr std::string_view kChallengePieces[] = {"Digest",
+                                                 "Basic",
+                                                 "digest ",
+                                                 "realm",
+                                                 "nonce",
+                                                 "opaque",
+                                                 "domain",
+                                                 "stale",
+                                                 "algorithm",
+                                                 "qop",
+                                                 "=",
+                                                 "=\"",
+                                                 "\"",
+                                                 "\"\"",
+                                                 ",",
+                                                 ", ",
+                                                 ",,",
+                                                 " ",
+                                                 "\t",
+                                                 "\r\n",
+                                                 "auth",
+                                                 "auth-int",
+                                                 "AUTH",
+                                                 "MD5",
+                                                 "MD5-sess",
+                                                 "SHA-256",
+                                                 "TRUE",
+                                                 "false",
+                                                 "%s%n%d",
+                                                 "\\\"",
+                                                 std::string_view("\0", 1),
+                                                 "\xFF\xFE",
+                                                 "\xC3\xBC",
+                                                 "x",
+                                                 "0123456789abcdef"};
 
 bool IsTrimmed(std::string_view text)
 {
@@ -132,7 +132,7 @@ TEST(HostileChallenge, WordsOfTheGrammarInAnyOrder)
     {
         std::string text = "Digest ";
         for (std::size_t left = random() % kMaxPieces; left != 0; --left)
-            text += kPieces[random() % std::size(kPieces)];
+            text += kChallengePieces[random() % std::size(kChallengePieces)];
         Exercise(text);
         AuthenticateResponse response;
         response.LoadFromString(text);

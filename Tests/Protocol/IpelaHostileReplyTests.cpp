@@ -20,7 +20,7 @@ constexpr std::wstring_view kKeys[] = {
     L"UcAudioPort",  L"AudioInVolume", L"AudioIn",        L"AudInCodec",    L"VideoStd",    L"ModelName",
 };
 
-constexpr std::wstring_view kPieces[] = {
+constexpr std::wstring_view kReplyPieces[] = {
     L"=",   L"=",   L"=",  L"&",   L"&",   L"&",    L"&",     L",",    L" ",           L"\r\n",      L"\t",
     L"-",   L"+",   L"0",  L"640", L"480", L"1024", L"65534", L"1023", L"99999999999", L"h264",      L"mpeg4",
     L"pal", L"off", L"on", L"1",   L"%2C", L"==",   L"&&",    L"Mc",   L"Image",       L"239.1.1.1",
@@ -47,13 +47,13 @@ public:
                 break;
             case 2:
             case 3:
-                result += std::wstring(Any(kKeys)) + L"=" + std::wstring(Any(kPieces)) + L"&";
+                result += std::wstring(Any(kKeys)) + L"=" + std::wstring(Any(kReplyPieces)) + L"&";
                 break;
             case 4:
                 result += Any(kKeys);
                 break;
             default:
-                result += Any(kPieces);
+                result += Any(kReplyPieces);
             }
         }
         return result;

@@ -1,5 +1,7 @@
 #include "Protocol/IpelaModels.h"
 
+#include "Tests/Protocol/IpelaNames.h"
+
 #include <gmock/gmock.h>
 
 #include <vector>
@@ -8,16 +10,6 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr auto k60Hz = VideoStandard::Ntsc60Hz;
-constexpr auto k50Hz = VideoStandard::Pal50Hz;
-constexpr auto kMpeg4 = Compression::Mpeg4;
-constexpr auto kH264 = Compression::H264;
-
-IpelaModel Model(int number)
-{
-    return static_cast<IpelaModel>(number);
-}
-
 std::vector<ImageFormat> Formats(int model, VideoStandard standard)
 {
     const auto rows = IpelaModels::ImageSizes(Model(model), standard);

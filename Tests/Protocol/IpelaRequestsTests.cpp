@@ -1,19 +1,10 @@
 #include "Protocol/IpelaRequests.h"
 
+#include "Tests/Protocol/IpelaNames.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
-
-namespace
-{
-constexpr auto kMpeg4 = Compression::Mpeg4;
-constexpr auto kH264 = Compression::H264;
-
-IpelaModel Model(int number)
-{
-    return static_cast<IpelaModel>(number);
-}
-} // namespace
 
 TEST(IpelaRequests, Inquiries)
 {

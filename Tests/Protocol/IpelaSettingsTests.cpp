@@ -1,5 +1,7 @@
 #include "Protocol/IpelaSettings.h"
 
+#include "Tests/Protocol/IpelaNames.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,9 +9,6 @@
 
 namespace
 {
-constexpr auto k60Hz = VideoStandard::Ntsc60Hz;
-constexpr auto k50Hz = VideoStandard::Pal50Hz;
-
 /// A camera inquiry reply whose pairs can be changed, added and taken away one at a time.
 class CReply
 {

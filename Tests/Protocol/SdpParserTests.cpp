@@ -17,12 +17,6 @@ using namespace SessionDescriptionTexts;
 
 namespace
 {
-/// A description of these lines behind the session's; its only media is what the test is about.
-CSessionDescription ParseMedia(const std::string& lines)
-{
-    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines);
-}
-
 const MediaDescription& MediaAt(const CSessionDescription& description, std::ptrdiff_t index)
 {
     return *std::next(description.Media().begin(), index);
@@ -41,11 +35,6 @@ std::vector<std::string> Formats(const MediaDescription& media)
         result.push_back(text);
     }
     return result;
-}
-
-std::wstring Wide(std::string_view text)
-{
-    return {text.begin(), text.end()};
 }
 } // namespace
 

@@ -18,20 +18,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using namespace SessionDescriptionTexts;
 
-namespace
-{
-/// A description of these lines behind the session's; its only media is what the test is about.
-CSessionDescription ParseMedia(const std::string& lines)
-{
-    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines);
-}
-
-std::wstring Wide(std::string_view text)
-{
-    return {text.begin(), text.end()};
-}
-} // namespace
-
 TEST(SessionDescription, RulesOfTheSession)
 {
     constexpr std::wstring_view kOriginLine = L"1 SessionOrigin::IsValid, invalid value";

@@ -32,4 +32,15 @@ inline std::string With(std::string_view from, std::string_view to)
     return text.replace(position, text.find("\r\n", position) + 2 - position,
                         to.empty() ? std::string() : std::string(to) + "\r\n");
 }
+
+/// A description of these lines behind the session's; its only media is what the test is about.
+inline CSessionDescription ParseMedia(const std::string& lines)
+{
+    return Parse("v=0\r\no=- 1 1 IN IP4 h\r\ns=x\r\n" + lines);
+}
+
+inline std::wstring Wide(std::string_view text)
+{
+    return {text.begin(), text.end()};
+}
 } // namespace SessionDescriptionTexts
