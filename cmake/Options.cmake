@@ -35,7 +35,7 @@ endif()
 # Compiles several sources at once: for targets whose headers (asio, JSON) cost more than their own lines. Sources of
 # one target then share their unnamed namespaces.
 function(quorvane_build_jointly)
-    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+    set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 endfunction()
 
 # For what is built more often than it runs: tests, and the tools around the component. The component itself and its
