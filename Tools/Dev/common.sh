@@ -45,27 +45,19 @@ clean_internet_cache() {
 kept_prefixes=()
 keep_wineserver() {
     (($#)) || set -- wineprefix
-    kept_prefixes=("${@/#/$PWD/build/}")
-    trap end_wineservers EXIT
-    local prefix start starts=()
-    for prefix in "${kept_prefixes[@]}"; do
-        start_wineserver "$prefix" &
-        starts+=($!)
+    local name prefix
+    for name in "$@"; do
+        prefix=$PWD/build/$name
+        QUORVANE_WINEPREFIX=$prefix Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+        # A server that is about to end by itself cannot be made to stay.
+        WINEPREFIX=$prefix wineserver --wait
+        WINEPREFIX=$prefix wineserver --persistent
+        kept_prefixes+=("$prefix")
+        trap end_wineservers EXIT
+        # The prefix's services stay too, and keep the output of the program that started them: not that of a test,
+        # whose end CTest would wait for.
+        QUORVANE_WINEPREFIX=$prefix Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
     done
-    for start in "${starts[@]}"; do
-        wait "$start" || fail "a Wine prefix could not be started."
-    done
-}
-
-start_wineserver() {
-    export QUORVANE_WINEPREFIX=$1 WINEPREFIX=$1
-    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
-    # A server that is about to end by itself cannot be made to stay.
-    wineserver --wait
-    wineserver --persistent
-    # The prefix's services stay too, and keep the output of the program that started them: not that of a test, whose
-    # end CTest would wait for.
-    Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
 }
 
 end_wineservers() {
