@@ -11,19 +11,21 @@ fi
 ensure_setup
 configure_and_build native
 configure_and_build win32
-# Also creates a new prefix, outside of the tests' time limits.
-keep_wineserver wineprefix wineprefix-second wineprefix-third
-clean_internet_cache
 
-status=0
 run_tests() {
     local preset=$1 parallel=$2
     rm -f "build/$preset/Testing/Temporary/LastTest.log"
-    ctest --preset "$preset" -j "$parallel" --no-tests=ignore "${filter[@]}" || status=1
+    ctest --preset "$preset" -j "$parallel" --no-tests=ignore "${filter[@]}"
 }
-run_tests native "$jobs"
+status=0
+run_tests native "$jobs" &
+nativeTests=$!
+# Meanwhile, as that is mostly waiting: new prefixes are made here, outside of the tests' time limits.
+keep_wineserver wineprefix wineprefix-second wineprefix-third
+clean_internet_cache
+wait "$nativeTests" || status=1
 # The long ones of these mostly wait, each in a prefix of its own.
-run_tests win32 $((jobs + 1))
+run_tests win32 $((jobs + 1)) || status=1
 logs=()
 for preset in native win32; do
     [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")
