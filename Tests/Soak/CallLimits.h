@@ -32,12 +32,13 @@ struct CallLimits
         return CRtspConnection::kCloseWaitMs + CRtspConnection::kTimeLimitMs +
                CAsyncHttpRequestStreamPost::kRequestSentWaitMs;
     }
-    /// Of one RTSP exchange: the turn, then two transmissions, the second of which answers a challenge.
+    /// Of one RTSP exchange: the turn, then two transmissions, the second of which answers a challenge. An announced
+    /// body has no limit of its own; the simulator sends it at once.
     static DWORD Exchange() noexcept
     {
         const RtspLimits limits;
         return limits.turnWaitMs +
-               2 * (Connect() + CAsyncHttpRequestStream::kSendLimitMs + limits.replyMs + limits.wholeReplyMs);
+               2 * (Connect() + CAsyncHttpRequestStream::kSendLimitMs + limits.replyMs + limits.headMs);
     }
     /// A call that makes so many requests and exchanges. One that needs the session waits for the calls before it,
     /// which make at most two exchanges each.
