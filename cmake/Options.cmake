@@ -36,6 +36,10 @@ endif()
 # one target then share their unnamed namespaces.
 function(quorvane_build_jointly)
     set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    foreach(target IN LISTS ARGN)
+        # A fixture in an unnamed namespace is in an included file then, which is what this warns of.
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+    endforeach()
 endfunction()
 
 # For what is built more often than it runs: tests, and the tools around the component. The component itself and its

@@ -17,6 +17,12 @@ add_library(quorvane_test_headers OBJECT "${CMAKE_BINARY_DIR}/test_headers.cpp")
 target_link_libraries(quorvane_test_headers PRIVATE quorvane_options GTest::gmock)
 target_precompile_headers(quorvane_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
 quorvane_build_quickly(quorvane_test_headers gtest gmock gmock_main)
+if(QUORVANE_SANITIZE)
+    # Not what is looked at, and instrumented they take as long to compile as a folder of tests.
+    foreach(target gtest gmock gmock_main)
+        target_compile_options(${target} PRIVATE -fno-sanitize=all)
+    endforeach()
+endif()
 
 function(quorvane_add_test name)
     cmake_parse_arguments(ARG "" "PREFIX;TIMEOUT" "SOURCES;LIBS;LOCKS;ENV" ${ARGN})
@@ -40,4 +46,18 @@ function(quorvane_add_test name)
     if(ARG_ENV)
         set_tests_properties(${name} PROPERTIES ENVIRONMENT "${ARG_ENV}")
     endif()
+endfunction()
+
+# What only single verbs of ./dev use: not part of the tests' build, but of ./dev build, so that nothing stops compiling
+# unnoticed.
+add_custom_target(verb_programs)
+
+# quorvane_add_verb_program(NAME SOURCES ... [LIBS ...])
+function(quorvane_add_verb_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} EXCLUDE_FROM_ALL ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE quorvane_options ${ARG_LIBS})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/Backend/Common")
+    quorvane_build_quickly(${name})
+    add_dependencies(verb_programs ${name})
 endfunction()

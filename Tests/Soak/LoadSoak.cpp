@@ -3,8 +3,8 @@
 //
 // usage: LoadSoak --seconds N --seed N CAMERA...      runs children until the time is over
 //        LoadSoak --cycles N --seed N CAMERA...       is such a child
-// A library that had to stay in memory stays until its process ends: hence the children.
-// Exit codes: 0 every child ended well, 1 one did not, 2 wrong options.
+// A library that had to stay in memory stays until its process ends: hence the children, which then end.
+// Exit codes: 0 every child ended well and the library has left memory often enough, 1 not; others for wrong options.
 
 #include "Tests/Soak/LoopbackPort.h"
 #include "Tests/Soak/SoakVisitor.h"
@@ -14,7 +14,11 @@
 
 #include <objbase.h>
 
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -24,6 +28,8 @@ namespace
 constexpr DWORD kRequestLimitMs = 300;
 constexpr int kVisitors = 3;
 constexpr int kChildCycles = 6;
+constexpr DWORD kBadChild = 200;      ///< exit code; a good child's is how often the library has left memory
+constexpr unsigned kLeastUnloads = 1; ///< in each process on average
 constexpr DWORD kChildLimitMs = 300'000;
 constexpr DWORD kUnloadableLimitMs = 60'000; ///< WinInet gives up a read after 30 s
 constexpr unsigned kHandleBound = 24;        ///< kept-alive connections and workers of the system come and go
@@ -33,36 +39,9 @@ struct Options
     std::uint32_t seconds = 0;
     int cycles = 0;
     unsigned seed = 1;
-    std::string cameraTexts;
+    std::vector<std::string> cameraTexts;
     std::vector<SoakCamera> cameras;
 };
-
-Options ParseOptions(int count, char** arguments)
-{
-    Options options;
-    for (int i = 1; i < count; ++i)
-    {
-        const std::string name = arguments[i];
-        if (!name.starts_with("--"))
-        {
-            options.cameras.push_back(ParseCamera(name));
-            options.cameraTexts += " " + name;
-        }
-        else if (++i == count)
-            throw std::runtime_error(name + " needs a value");
-        else if (name == "--seconds")
-            options.seconds = std::stoul(arguments[i]);
-        else if (name == "--cycles")
-            options.cycles = std::stoi(arguments[i]);
-        else if (name == "--seed")
-            options.seed = std::stoul(arguments[i]);
-        else
-            throw std::runtime_error("unknown option " + name);
-    }
-    if (options.cameras.empty())
-        throw std::runtime_error("cameras are needed");
-    return options;
-}
 
 void UseOnThreads(const CComponentLibrary& library, const Options& options, CCallBook& book, SoakRandom& random)
 {
@@ -104,29 +83,35 @@ void WaitUntilUnloadable(const CComponentLibrary& library)
     }
 }
 
-int RunCycles(const Options& options)
+bool IsLoaded()
+{
+    return ::GetModuleHandleW(L"Quorvane.dll") != nullptr;
+}
+
+/// Until so many cycles are over, or the library stays in memory. Returns the exit code: how often it has left memory.
+DWORD RunCycles(const Options& options)
 {
     SoakRandom random(options.seed);
     CCallBook book;
-    int unloaded = 0;
+    DWORD unloads = 0;
     unsigned firstHandles = 0;
-    for (int cycle = 0; cycle < options.cycles; ++cycle)
+    for (int cycle = 0; cycle < options.cycles && unloads == static_cast<DWORD>(cycle); ++cycle)
     {
         {
             const CComponentLibrary library;
             UseOnThreads(library, options, book, random);
             WaitUntilUnloadable(library);
         }
-        unloaded += ::GetModuleHandleW(L"Quorvane.dll") == nullptr ? 1 : 0;
-        if (cycle == options.cycles / 3)
+        unloads += IsLoaded() ? 0 : 1;
+        if (cycle == 0)
             firstHandles = CountOwnHandles();
     }
     const unsigned lastHandles = CountOwnHandles();
     const std::string late = book.FindLate();
-    std::cout << "seed " << options.seed << ": " << options.cycles << " cycles, left memory after " << unloaded
-              << ", handles " << firstHandles << " -> " << lastHandles << (late.empty() ? "" : ", " + late)
-              << std::endl;
-    return late.empty() && lastHandles <= firstHandles + kHandleBound ? 0 : 1;
+    std::cout << "seed " << options.seed << ": left memory " << unloads << " times"
+              << (IsLoaded() ? " and was then kept" : "") << ", handles " << firstHandles << " -> " << lastHandles
+              << (late.empty() ? "" : ", " + late) << std::endl;
+    return late.empty() && lastHandles <= firstHandles + kHandleBound ? unloads : kBadChild;
 }
 
 DWORD RunChild(const Options& options, unsigned seed)
@@ -134,8 +119,9 @@ DWORD RunChild(const Options& options, unsigned seed)
     wchar_t path[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring commandLine = L"\"" + std::wstring(path) + L"\" --cycles " + std::to_wstring(kChildCycles) +
-                               L" --seed " + std::to_wstring(seed) +
-                               std::wstring(options.cameraTexts.begin(), options.cameraTexts.end());
+                               L" --seed " + std::to_wstring(seed);
+    for (const std::string& camera : options.cameraTexts)
+        commandLine += L" " + std::wstring(camera.begin(), camera.end());
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION process = {};
@@ -155,14 +141,17 @@ int RunChildren(const Options& options)
 {
     CTestRegistryKey settings(L"Software\\Orbell\\Video");
     settings.SetText(L"CameraCGICommandTimeout", std::to_wstring(kRequestLimitMs));
-    int children = 0;
-    int failures = 0;
+    unsigned children = 0;
+    unsigned failures = 0;
+    DWORD unloads = 0;
     const ULONGLONG end = ::GetTickCount64() + options.seconds * 1000ull;
     do
     {
-        const unsigned seed = options.seed + static_cast<unsigned>(children);
+        const unsigned seed = options.seed + children;
         ++children;
-        if (const DWORD exitCode = RunChild(options, seed); exitCode != 0)
+        if (const DWORD exitCode = RunChild(options, seed); exitCode <= kChildCycles)
+            unloads += exitCode;
+        else
         {
             std::cout << "FAILED: the child with seed " << seed << " ended with " << exitCode << std::endl;
             ++failures;
@@ -170,8 +159,11 @@ int RunChildren(const Options& options)
     } while (::GetTickCount64() < end);
     for (const SoakCamera& camera : options.cameras)
         Mischief::End(camera);
-    std::cout << children << " processes with " << kChildCycles << " loads each, " << failures << " failed\n";
-    return failures == 0 ? 0 : 1;
+    std::cout << children << " processes, " << failures << " failed; the library left memory " << unloads << " times\n";
+    const bool hasUnloaded = unloads >= children * kLeastUnloads;
+    if (!hasUnloaded)
+        std::cout << "FAILED: it stays in memory too often\n";
+    return failures == 0 && hasUnloaded ? 0 : 1;
 }
 } // namespace
 
@@ -181,11 +173,18 @@ try
     WSADATA data = {};
     if (::WSAStartup(MAKEWORD(2, 2), &data) != 0)
         throw std::runtime_error("no Winsock");
-    const Options options = ParseOptions(count, arguments);
-    return options.cycles != 0 ? RunCycles(options) : RunChildren(options);
+    Options options;
+    CLI::App app("Loads, uses and unloads the library while requests are dying", "LoadSoak");
+    app.add_option("--seconds", options.seconds);
+    app.add_option("--cycles", options.cycles);
+    app.add_option("--seed", options.seed);
+    app.add_option("cameras", options.cameraTexts)->required();
+    CLI11_PARSE(app, count, arguments);
+    std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);
+    return options.cycles != 0 ? static_cast<int>(RunCycles(options)) : RunChildren(options);
 }
 catch (const std::exception& exception)
 {
     std::cerr << "load soak: " << exception.what() << '\n';
-    return 2;
+    return kBadChild;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tests/Soak/ComponentHoldings.h"
 #include "Tests/Soak/SoakSamples.h"
 #include "Tests/Support/HandleCount.h"
 #include "Win32/Handles.h"
@@ -28,8 +29,16 @@ inline std::uint32_t CountThreads()
 struct HeapUse
 {
     std::uint32_t blocks = 0;
+    std::uint32_t lostConnections = 0;
     std::uint64_t bytes = 0;
 };
+
+/// Wine 8's record of a connection whose socket is closed; such a one in use is a lost one (Tests/Wine shows how).
+inline bool IsLostConnection(const PROCESS_HEAP_ENTRY& block)
+{
+    constexpr DWORD kRecordBytes = 96;
+    return block.cbData == kRecordBytes && *static_cast<const DWORD*>(block.lpData) == 0xFFFFFFFF;
+}
 
 /// Nothing is allocated between locking a heap and unlocking it.
 inline HeapUse CountHeaps()
@@ -47,6 +56,11 @@ inline HeapUse CountHeaps()
         {
             if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) == 0)
                 continue;
+            if (IsLostConnection(entry))
+            {
+                ++use.lostConnections;
+                continue;
+            }
             ++use.blocks;
             use.bytes += entry.cbData;
         }
@@ -77,7 +91,9 @@ inline SoakSample Take()
     SoakSample sample;
     sample.handles = CountOwnHandles();
     sample.threads = CountThreads();
+    sample.held = ComponentHoldings::Count();
     sample.heapBlocks = heap.blocks;
+    sample.lostConnections = heap.lostConnections;
     sample.heapKilobytes = static_cast<std::uint32_t>(heap.bytes / 1024);
     sample.privateKilobytes = PrivateKilobytes();
     return sample;

@@ -3,8 +3,8 @@
 //
 // usage: Soak --seconds N --seed N --samples FILE [--leak handle|thread|memory] CAMERA...
 // N seconds of work, and pauses on top. The cameras are simulators that run already. With --leak the visitors lose
-// something on purpose after every visit, to show that it is noticed. Exit codes: 0 flat and in time, 1 not, 2 wrong
-// options or no run.
+// something on purpose after every visit, to show that it is noticed. Exit codes: 0 flat, in time and kept alive, 1
+// not, 2 no run; others for wrong options.
 
 #include "Tests/Soak/LoopbackPort.h"
 #include "Tests/Soak/OwnUsage.h"
@@ -14,9 +14,13 @@
 
 #include <objbase.h>
 
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -35,37 +39,9 @@ struct Options
     unsigned seed = 1;
     std::string samplesFile;
     std::string leak;
+    std::vector<std::string> cameraTexts;
     std::vector<SoakCamera> cameras;
 };
-
-Options ParseOptions(int count, char** arguments)
-{
-    Options options;
-    for (int i = 1; i < count; ++i)
-    {
-        const std::string name = arguments[i];
-        if (!name.starts_with("--"))
-        {
-            options.cameras.push_back(ParseCamera(name));
-            continue;
-        }
-        if (++i == count)
-            throw std::runtime_error(name + " needs a value");
-        if (name == "--seconds")
-            options.seconds = std::stoul(arguments[i]);
-        else if (name == "--seed")
-            options.seed = std::stoul(arguments[i]);
-        else if (name == "--samples")
-            options.samplesFile = arguments[i];
-        else if (name == "--leak")
-            options.leak = arguments[i];
-        else
-            throw std::runtime_error("unknown option " + name);
-    }
-    if (options.cameras.empty() || options.samplesFile.empty())
-        throw std::runtime_error("cameras and --samples are needed");
-    return options;
-}
 
 DWORD WINAPI WaitForHours(void*)
 {
@@ -222,7 +198,10 @@ public:
             }
             m_run.MakePause();
             for (const SoakCamera& camera : m_options.cameras)
+            {
                 Mischief::End(camera);
+                m_keepAlives += Mischief::TakeKeepAlives(camera);
+            }
             for (std::uint32_t i = 0; !m_run.IsQuiet(); ++i)
             {
                 if (i == kEndSeconds)
@@ -237,6 +216,10 @@ public:
     const std::vector<SoakSample>& Samples() const
     {
         return m_samples;
+    }
+    std::uint32_t KeepAlives() const
+    {
+        return m_keepAlives;
     }
 
 private:
@@ -272,11 +255,13 @@ private:
     const CKernelHandle m_never{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     const ULONGLONG m_start = ::GetTickCount64();
     std::uint32_t m_second = 0;
+    std::uint32_t m_keepAlives = 0;
     std::vector<SoakSample> m_samples;
 };
 
 bool Report(const std::vector<SoakSample>& samples)
 {
+    std::cout << samples.back().lostConnections << " records of connections were lost by Wine's WinInet\n";
     bool isFlat = true;
     for (const SoakTrend& trend : SoakVerdict::Judge(samples))
     {
@@ -288,36 +273,51 @@ bool Report(const std::vector<SoakSample>& samples)
     return isFlat;
 }
 
+bool HasAxisCamera(const Options& options)
+{
+    return std::ranges::any_of(options.cameras,
+                               [](const SoakCamera& camera) { return camera.family == SoakFamily::Axis; });
+}
+
+/// True when everything was as it should be.
+bool Work(const Options& options)
+{
+    CSoakRun run(options);
+    CSoakClock clock(options, run);
+    std::string failure;
+    try
+    {
+        clock.Go(options.seconds);
+    }
+    catch (const std::exception& exception)
+    {
+        failure = exception.what();
+    }
+    run.Book().Print(std::cout);
+    std::cout << run.Visits() << " objects, " << run.Book().Count() << " calls, " << clock.KeepAlives()
+              << " beats of keep-alives\n";
+    if (!failure.empty())
+    {
+        // The visitor that it is about may never come back.
+        std::cout << "FAILED: " << failure << std::endl;
+        ::TerminateProcess(::GetCurrentProcess(), 1);
+    }
+    const bool isKeptAlive = clock.KeepAlives() != 0 || !HasAxisCamera(options);
+    if (!isKeptAlive)
+        std::cout << "FAILED: no session was kept alive\n";
+    return Report(clock.Samples()) && isKeptAlive;
+}
+
 int Soak(const Options& options)
 {
     CTestRegistryKey settings(L"Software\\Orbell\\Video");
     settings.SetText(L"CameraCGICommandTimeout", std::to_wstring(kRequestLimitMs));
-    if (CComponentLibrary().RegisterServer() != S_OK)
+    const CComponentLibrary library; // stays loaded, so that what it holds can be counted
+    if (library.RegisterServer() != S_OK)
         throw std::runtime_error("the component cannot be registered");
-    bool isGood = true;
-    {
-        CSoakRun run(options);
-        CSoakClock clock(options, run);
-        std::string failure;
-        try
-        {
-            clock.Go(options.seconds);
-        }
-        catch (const std::exception& exception)
-        {
-            failure = exception.what();
-        }
-        run.Book().Print(std::cout);
-        std::cout << run.Visits() << " objects, " << run.Book().Count() << " calls\n";
-        if (!failure.empty())
-        {
-            // The visitor that it is about may never come back.
-            std::cout << "FAILED: " << failure << std::endl;
-            ::TerminateProcess(::GetCurrentProcess(), 1);
-        }
-        isGood = Report(clock.Samples());
-    }
-    if (CComponentLibrary().UnregisterServer() != S_OK)
+    ComponentHoldings::Watch(library.Module());
+    const bool isGood = Work(options);
+    if (library.UnregisterServer() != S_OK)
         throw std::runtime_error("the component cannot be unregistered");
     return isGood ? 0 : 1;
 }
@@ -329,7 +329,15 @@ try
     WSADATA data = {};
     if (::WSAStartup(MAKEWORD(2, 2), &data) != 0)
         throw std::runtime_error("no Winsock");
-    const Options options = ParseOptions(count, arguments);
+    Options options;
+    CLI::App app("Runs objects on many threads at misbehaving cameras and looks for growth", "Soak");
+    app.add_option("--seconds", options.seconds);
+    app.add_option("--seed", options.seed);
+    app.add_option("--samples", options.samplesFile)->required();
+    app.add_option("--leak", options.leak)->check(CLI::IsMember({"handle", "thread", "memory"}));
+    app.add_option("cameras", options.cameraTexts)->required();
+    CLI11_PARSE(app, count, arguments);
+    std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);
     std::cout << "seed " << options.seed << std::endl;
     return Soak(options);
 }

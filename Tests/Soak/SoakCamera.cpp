@@ -11,9 +11,11 @@
 namespace
 {
 constexpr DWORD kControlLimitMs = 10'000;
+constexpr std::size_t kStatusAt = 9; // "HTTP/1.1 200"
+constexpr std::size_t kStatusChars = 3;
 
-/// One request to the control interface; its status.
-int Ask(const SoakCamera& camera, const std::string& method, const std::string& path, const std::string& body)
+/// One request to the control interface; the whole answer, head and body.
+std::string Ask(const SoakCamera& camera, const std::string& method, const std::string& path, const std::string& body)
 {
     const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address = {};
@@ -24,26 +26,29 @@ int Ask(const SoakCamera& camera, const std::string& method, const std::string& 
                  sizeof(kControlLimitMs));
     const std::string request = method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n" +
                                 "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-    std::array<char, 12> answer = {}; // "HTTP/1.1 200"
-    int countBytes = 0;
+    std::string answer;
     if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
         ::send(socket, request.data(), static_cast<int>(request.size()), 0) == static_cast<int>(request.size()))
-        countBytes = ::recv(socket, answer.data(), static_cast<int>(answer.size()), MSG_WAITALL);
+    {
+        std::array<char, 65536> piece;
+        for (int countBytes = 0; (countBytes = ::recv(socket, piece.data(), static_cast<int>(piece.size()), 0)) > 0;)
+            answer.append(piece.data(), static_cast<std::size_t>(countBytes));
+    }
     ::closesocket(socket);
-    if (countBytes != static_cast<int>(answer.size()))
+    if (answer.size() < kStatusAt + kStatusChars)
         throw std::runtime_error("the control interface at port " + std::to_string(camera.controlPort) +
                                  " does not answer");
-    return std::stoi(std::string(answer.data() + 9, 3));
+    return answer;
 }
 
 void Order(const SoakCamera& camera, const std::string& method, const std::string& path, const std::string& body = {})
 {
-    const int status = Ask(camera, method, path, body);
-    if (status / 100 != 2)
-        throw std::runtime_error(method + " " + path + " " + body + ": " + std::to_string(status));
+    const std::string answer = Ask(camera, method, path, body);
+    if (answer[kStatusAt] != '2')
+        throw std::runtime_error(method + " " + path + " " + body + ": " + answer.substr(kStatusAt, kStatusChars));
 }
 
-std::string Milliseconds(SoakRandom& random, int first, int last)
+std::string Number(SoakRandom& random, int first, int last)
 {
     return std::to_string(RandomNumber(random, first, last));
 }
@@ -51,14 +56,14 @@ std::string Milliseconds(SoakRandom& random, int first, int last)
 /// A fault of any HTTP request. Bodies stay below 12 KB: so many pieces of 4095 bytes the time limits know.
 std::string HttpFault(SoakRandom& random)
 {
-    switch (RandomNumber(random, 0, 13))
+    switch (RandomNumber(random, 0, 20))
     {
     case 0:
-        return "delay:" + Milliseconds(random, 50, 1500);
+        return "delay:" + Number(random, 50, 1500);
     case 1:
-        return "body-delay:" + Milliseconds(random, 50, 1500);
+        return "body-delay:" + Number(random, 50, 1500);
     case 2:
-        return "drip:" + Milliseconds(random, 1, 5);
+        return "drip:" + Number(random, 1, 5);
     case 3:
         return "drop";
     case 4:
@@ -68,7 +73,7 @@ std::string HttpFault(SoakRandom& random)
     case 6:
         return "truncate";
     case 7:
-        return "chunked:" + Milliseconds(random, 1, 40);
+        return "chunked:" + Number(random, 1, 40);
     case 8:
         return "status:" + std::string(RandomElement(random, std::array{"400", "401", "403", "404", "500", "503"}));
     case 9:
@@ -76,9 +81,23 @@ std::string HttpFault(SoakRandom& random)
     case 10:
         return "body:ModelName=&=&root.Brand.ProdNbr=%s%s%n";
     case 11:
-        return "big-body:" + Milliseconds(random, 1, 12'000);
+        return "big-body:" + Number(random, 1, 12'000);
     case 12:
         return "garbage";
+    case 13:
+        return "reset";
+    case 14:
+        return "half-close";
+    case 15:
+        return "redirect";
+    case 16:
+        return "interim:" + std::string(RandomElement(random, std::array{"100", "101", "103"}));
+    case 17:
+        return "length:" + Number(random, 0, 5000);
+    case 18:
+        return "big-head:" + Number(random, 1, 100'000);
+    case 19:
+        return "trickle:" + Number(random, 1, 100);
     default:
         return "silent";
     }
@@ -99,7 +118,7 @@ std::string RtspFault(SoakRandom& random)
     case 4:
         return "drop-post:answer";
     case 5:
-        return "split:" + Milliseconds(random, 1, 400);
+        return "split:" + Number(random, 1, 400);
     case 6:
         return "glue";
     case 7:
@@ -109,7 +128,7 @@ std::string RtspFault(SoakRandom& random)
     case 9:
         return "cseq:";
     case 10:
-        return "header:Content-Length=" + Milliseconds(random, 0, 5000);
+        return "header:Content-Length=" + Number(random, 0, 5000);
     case 11:
         return "header:Session=";
     case 12:
@@ -152,17 +171,30 @@ void Mischief::Make(const SoakCamera& camera, SoakRandom& random)
     if (isRtsp && RandomChance(random, 10))
         return Order(camera, "DELETE", "/rtsp-sessions");
     const std::string path =
-        isRtsp ? "rtsp:" + std::string(RandomElement(random, std::array{"", "OPTIONS", "DESCRIBE", "SETUP", "PLAY"}))
-               : PathOf(camera, random);
+        isRtsp
+            ? "rtsp:" +
+                  std::string(RandomElement(random, std::array{"", "OPTIONS", "DESCRIBE", "SETUP", "PLAY", "TEARDOWN"}))
+            : PathOf(camera, random);
     std::string fault = isRtsp ? RtspFault(random) : HttpFault(random);
     // Under Wine 8 a thread of WinInet's would wait for the answer to this POST until the camera ends: see
     // docs/threads.md, "Closing a tunnel". It would look like a leak of ours.
     if (path == "tunnel:POST" && fault == "silent")
         fault = "drop";
-    Order(camera, "POST", "/faults", "\"" + fault + "@" + path + "*" + Milliseconds(random, 1, 3) + "\"");
+    Order(camera, "POST", "/faults", "\"" + fault + "@" + path + "*" + Number(random, 1, 3) + "\"");
 }
 
 void Mischief::End(const SoakCamera& camera)
 {
     Order(camera, "DELETE", "/faults");
+}
+
+std::uint32_t Mischief::TakeKeepAlives(const SoakCamera& camera)
+{
+    constexpr std::string_view kBeat = "\"method\": \"OPTIONS\"";
+    const std::string journal = Ask(camera, "GET", "/journal", {});
+    Order(camera, "DELETE", "/journal");
+    std::uint32_t count = 0;
+    for (std::size_t at = journal.find(kBeat); at != std::string::npos; at = journal.find(kBeat, at + kBeat.size()))
+        ++count;
+    return count;
 }

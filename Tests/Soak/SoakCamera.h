@@ -51,4 +51,7 @@ namespace Mischief
 void Make(const SoakCamera& camera, SoakRandom& random);
 /// The camera behaves from now on.
 void End(const SoakCamera& camera);
+/// How many beats of a keep-alive (RTSP OPTIONS, for which the component has no other use) the camera has had since it
+/// was asked last. Its journal holds no more than 20,000 requests.
+std::uint32_t TakeKeepAlives(const SoakCamera& camera);
 } // namespace Mischief

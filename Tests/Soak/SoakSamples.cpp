@@ -15,11 +15,9 @@ struct Count
 };
 
 constexpr Count kCounts[] = {
-    {"handles", &SoakSample::handles, 16},
-    {"threads", &SoakSample::threads, 4},
-    {"heap blocks", &SoakSample::heapBlocks, 400},
-    {"heap KB", &SoakSample::heapKilobytes, 128},
-    {"private KB", &SoakSample::privateKilobytes, 4096},
+    {"handles", &SoakSample::handles, 16},           {"threads", &SoakSample::threads, 4},
+    {"held by the component", &SoakSample::held, 8}, {"heap blocks", &SoakSample::heapBlocks, 400},
+    {"heap KB", &SoakSample::heapKilobytes, 128},    {"private KB", &SoakSample::privateKilobytes, 4096},
 };
 
 std::uint32_t Least(std::span<const SoakSample> samples, const Count& count)
@@ -73,12 +71,12 @@ std::vector<SoakTrend> SoakVerdict::Judge(std::span<const SoakSample> samples)
 
 void SoakVerdict::WriteCsvHead(std::ostream& out)
 {
-    out << "second,handles,threads,heap_blocks,heap_kb,private_kb,visits,quiet_seconds\n";
+    out << "second,handles,threads,held,heap_blocks,lost_connections,heap_kb,private_kb,visits,quiet_seconds\n";
 }
 
 void SoakVerdict::WriteCsvLine(std::ostream& out, const SoakSample& sample)
 {
-    out << sample.second << ',' << sample.handles << ',' << sample.threads << ',' << sample.heapBlocks << ','
-        << sample.heapKilobytes << ',' << sample.privateKilobytes << ',' << sample.visits << ',' << sample.quietSeconds
-        << '\n';
+    out << sample.second << ',' << sample.handles << ',' << sample.threads << ',' << sample.held << ','
+        << sample.heapBlocks << ',' << sample.lostConnections << ',' << sample.heapKilobytes << ','
+        << sample.privateKilobytes << ',' << sample.visits << ',' << sample.quietSeconds << '\n';
 }

@@ -12,7 +12,10 @@ struct SoakSample
     std::uint32_t second = 0;
     std::uint32_t handles = 0;
     std::uint32_t threads = 0;
-    std::uint32_t heapBlocks = 0; ///< in use, of all heaps
+    std::uint32_t held = 0;       ///< by the component itself: blocks of memory, handles, locks, timers
+    std::uint32_t heapBlocks = 0; ///< in use, of all heaps, but for the next
+    /// Records of connections that WinInet of Wine 8 has lost, one for each that a camera breaks off during an answer.
+    std::uint32_t lostConnections = 0;
     std::uint32_t heapKilobytes = 0;
     std::uint32_t privateKilobytes = 0;
     std::uint32_t visits = 0;       ///< how often an object was made, used and released so far

@@ -22,6 +22,7 @@ std::vector<SoakSample> Recorded()
         samples.push_back({.second = second,
                            .handles = 200 + load,
                            .threads = 12 + load / 10,
+                           .held = 20 + load,
                            .heapBlocks = 5000 + 10 * load,
                            .heapKilobytes = 900 + load,
                            .privateKilobytes = 20'000 + 10 * load,
@@ -46,7 +47,7 @@ TEST(SoakVerdict, LoadAloneIsFlat)
 {
     EXPECT_EQ(Names{}, Rising(Recorded()));
     const std::vector<SoakTrend> trends = SoakVerdict::Judge(Recorded());
-    ASSERT_EQ(5u, trends.size());
+    ASSERT_EQ(6u, trends.size());
     EXPECT_EQ(200u, trends[0].first);
     EXPECT_EQ(200u, trends[0].last);
 }
@@ -61,6 +62,7 @@ TEST(SoakVerdict, SmallLeakIsNoticed)
     } rows[] = {
         {"handles", &SoakSample::handles, 2},
         {"threads", &SoakSample::threads, 1},
+        {"held by the component", &SoakSample::held, 1},
         {"heap blocks", &SoakSample::heapBlocks, 50},
         {"heap KB", &SoakSample::heapKilobytes, 20},
         {"private KB", &SoakSample::privateKilobytes, 800},
@@ -110,8 +112,9 @@ TEST(SoakVerdict, SamplesAreWrittenAsCommaSeparatedLines)
 {
     std::ostringstream out;
     SoakVerdict::WriteCsvHead(out);
-    SoakVerdict::WriteCsvLine(out, {1, 2, 3, 4, 5, 6, 7, 8});
-    EXPECT_EQ("second,handles,threads,heap_blocks,heap_kb,private_kb,visits,quiet_seconds\n1,2,3,4,5,6,7,8\n",
+    SoakVerdict::WriteCsvLine(out, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    EXPECT_EQ("second,handles,threads,held,heap_blocks,lost_connections,heap_kb,private_kb,visits,quiet_seconds\n"
+              "1,2,3,4,5,6,7,8,9,10\n",
               out.str());
 }
 } // namespace

@@ -10,6 +10,9 @@ namespace
 {
 constexpr LONG kVideo = 0;
 constexpr LONG kAudio = 1;
+// A few only: WinInet keeps something for each URL that it has seen, as long as the process lives.
+constexpr LONG kBitRates[] = {64, 256, 512};
+constexpr LONG kVolumes[] = {-6, 0, 6};
 constexpr int kLongestStreamMs = 4000;
 } // namespace
 
@@ -147,10 +150,10 @@ void CSoakVisitor::CallAny()
         });
         break;
     case 5:
-        Call("SetBitRate", 1, 0, [&] { return m_command->SetBitRate(RandomNumber(m_random, 64, 512)); });
+        Call("SetBitRate", 1, 0, [&] { return m_command->SetBitRate(RandomElement(m_random, kBitRates)); });
         break;
     case 6:
-        Call("SetAudioInVolume", 1, 0, [&] { return m_command->SetAudioInVolume(RandomNumber(m_random, -12, 12)); });
+        Call("SetAudioInVolume", 1, 0, [&] { return m_command->SetAudioInVolume(RandomElement(m_random, kVolumes)); });
         break;
     case 7:
         Call("SendPTZCommand", 1, 0, [&] { return m_command->SendPTZCommand(PTZ_LEFT, PT_20); });

@@ -7,6 +7,7 @@ WIDTH, PANEL, GAP, LEFT, TOP = 860, 120, 34, 90, 44
 PANELS = [
     ("handles", "handles", 1),
     ("threads", "threads", 1),
+    ("held by the component: memory blocks, handles, locks", "held", 1),
     ("heap in use, KB", "heap_kb", 1),
     ("private memory, MB", "private_kb", 1024),
 ]

@@ -39,6 +39,14 @@ clean_internet_cache() {
     done
 }
 
+# make_prefixes PREFIX ...: one after the other
+make_prefixes() {
+    local name
+    for name in "$@"; do
+        QUORVANE_WINEPREFIX=$PWD/build/$name Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+    done
+}
+
 # keep_wineserver [PREFIX ...]
 # Keeps each prefix's server alive between programs, until this script ends; without it every program of Windows starts
 # the whole prefix anew. What still runs in our own prefixes then is ended with it.
@@ -48,7 +56,7 @@ keep_wineserver() {
     local name prefix
     for name in "$@"; do
         prefix=$PWD/build/$name
-        QUORVANE_WINEPREFIX=$prefix Tools/Dev/run-wine cmd /c exit >/dev/null 2>&1
+        make_prefixes "$name"
         # A server that is about to end by itself cannot be made to stay.
         WINEPREFIX=$prefix wineserver --wait
         WINEPREFIX=$prefix wineserver --persistent

@@ -9,8 +9,13 @@ elif (($# > 0)); then
     exit 2
 fi
 ensure_setup
+prefixes=(wineprefix wineprefix-second wineprefix-third)
+# New Wine prefixes take a while, most of it waiting: they are made beside the build, and outside of the tests' limits.
+make_prefixes "${prefixes[@]}" &
+prefixMaker=$!
 configure_and_build native
 configure_and_build win32
+wait "$prefixMaker" || fail "no Wine prefix could be made."
 
 run_tests() {
     local preset=$1 parallel=$2
@@ -18,12 +23,9 @@ run_tests() {
     ctest --preset "$preset" -j "$parallel" --no-tests=ignore "${filter[@]}"
 }
 status=0
-run_tests native "$jobs" &
-nativeTests=$!
-# Meanwhile, as that is mostly waiting: new prefixes are made here, outside of the tests' time limits.
-keep_wineserver wineprefix wineprefix-second wineprefix-third
+run_tests native "$jobs" || status=1
+keep_wineserver "${prefixes[@]}"
 clean_internet_cache
-wait "$nativeTests" || status=1
 # The long ones of these mostly wait, each in a prefix of its own.
 run_tests win32 $((jobs + 1)) || status=1
 logs=()
