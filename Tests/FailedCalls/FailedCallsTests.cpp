@@ -5,12 +5,14 @@
 #include "Tests/FailedCalls/WorkerProcess.h"
 #include "Tests/Support/ComponentLibrary.h"
 #include "Tests/Support/ImportTable.h"
+#include "Tests/Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <iostream>
 #include <set>
+#include <sstream>
 
 namespace
 {
@@ -46,20 +48,19 @@ void ExpectNoDefects(const Report& report)
     for (const std::string& defect : report.defects)
         ADD_FAILURE() << defect;
     EXPECT_TRUE(report.isFinished);
-    EXPECT_EQ(0u, report.mostHandles);
 }
 
-/// "first" or "all".
-void FailCalls(const std::string& mode, DWORD limitMs)
+void ExpectThatAllFailed(const Report& report)
 {
-    Report report;
-    WorkerProcess::Run("FlsAlloc", limitMs, report);
-    EXPECT_TRUE(report.isFinished);
-    WorkerProcess::Run(mode, limitMs, report);
-    ExpectNoDefects(report);
     const std::set<std::string> failed = report.NamesThatFailed();
     for (const std::string& name : NamesThatFail())
         EXPECT_TRUE(failed.contains(name)) << "no call of " << name << " was let fail";
+}
+
+std::string Setting(const char* name)
+{
+    const char* const text = std::getenv(name);
+    return text != nullptr ? text : "";
 }
 
 TEST(FailedCalls, TableKnowsEveryFunctionThatTheComponentImports)
@@ -78,21 +79,43 @@ TEST(FailedCalls, TableKnowsNothingElse)
 
 TEST(FailedCalls, FirstCallOfEachFunctionFailsWithoutHarm)
 {
-    FailCalls("first", 120'000);
+    constexpr DWORD kLimitMs = 120'000;
+    const CTemporaryFolder folder;
+    Report report;
+    WorkerProcess::Run("FlsAlloc", kLimitMs, folder / "records", report);
+    EXPECT_TRUE(report.isFinished);
+    WorkerProcess::Run("first", kLimitMs, folder / "records", report);
+    ExpectNoDefects(report);
+    ExpectThatAllFailed(report);
 }
 
-// Takes long; run by ./dev failcalls, perhaps for one function only.
-TEST(FailedCalls, DISABLED_EveryCallFailsWithoutHarm)
+// Takes long; run by ./dev failcalls, several at once. What has come of it is judged below.
+TEST(FailedCalls, DISABLED_OneShareOfTheCallsFails)
 {
     constexpr DWORD kLimitMs = 4 * 3600 * 1000;
-    const char* const function = std::getenv("QUORVANE_FAILED_FUNCTION");
-    if (function == nullptr || *function == '\0')
-        FailCalls("all", kLimitMs);
-    else
+    const std::string mode = Setting("QUORVANE_FAILED_CALLS");
+    const std::string records = Setting("QUORVANE_FAILED_RECORDS");
+    Report report;
+    if (mode.starts_with("all#1/"))
+        WorkerProcess::Run("FlsAlloc", kLimitMs, records, report);
+    WorkerProcess::Run(mode, kLimitMs, records, report);
+}
+
+// The records of all shares, one file after the other, separated by blanks.
+TEST(FailedCalls, DISABLED_EveryCallFailsWithoutHarm)
+{
+    std::istringstream names(Setting("QUORVANE_FAILED_RECORDS"));
+    Report report;
+    bool areFinished = true;
+    for (std::string name; names >> name; areFinished = areFinished && report.isFinished)
     {
-        Report report;
-        WorkerProcess::Run(function, kLimitMs, report);
-        ExpectNoDefects(report);
+        std::streamoff position = 0;
+        report.isFinished = false;
+        WorkerProcess::Read(name, position, report);
     }
+    report.isFinished = areFinished;
+    ExpectNoDefects(report);
+    if (Setting("QUORVANE_FAILED_CALLS") == "all")
+        ExpectThatAllFailed(report);
 }
 } // namespace

@@ -19,7 +19,8 @@ struct FaultName
 
 /// What a run is to let fail: "all" for every call of every function, "first" for the first one that any session makes,
 /// or names of functions, with commas between them, for every call of these. With "@" and the name of a script behind
-/// it: in this script only. FlsAlloc, which a process calls once, wants a process of its own and is in neither.
+/// it: in this script only. With "#2/4" at the end: the second of four shares, which together are the whole. FlsAlloc,
+/// which a process calls once, wants a process of its own and is in neither.
 class Mode
 {
 public:
@@ -27,10 +28,14 @@ public:
     bool IsFirstOnly() const;
     bool Takes(const Script& script) const;
     bool Takes(const FunctionRow& row) const;
+    /// This one of its calls; only where the function and the script are taken.
+    bool Takes(const FunctionRow& row, unsigned number) const;
 
 private:
     std::string m_functions; ///< a comma on both sides of each
     std::string m_script;
+    unsigned m_share = 1; ///< from 1
+    unsigned m_countShares = 1;
 };
 
 /// Lets one call after another fail, each in a session of its own, and runs a session without a fault behind each.
@@ -61,8 +66,8 @@ private:
     void RunWithoutFault(const Script& script);
     /// What one fault leaves behind may be there once and for all; what each leaves anew is a leak.
     void CheckLeaks(const Script& script, const FunctionRow& row, unsigned number);
-    void CheckHandles();
-    std::optional<Resource> FindExcess();
+    void CheckHandles(const char* script);
+    std::optional<Resource> FindExcess(const Script& script);
     SessionOutcome RunSession(const Script& script);
     bool IsSkipped(const Script& script, const FunctionRow& row, unsigned number);
     void RecordErrors(const std::vector<std::string>& lines);

@@ -56,16 +56,24 @@ void Report::Add(const std::string& record)
     else if (kind == "log" && !defects.empty())
         defects.back() += "\n    " + fields[1];
     else if (kind == "handles")
-        mostHandles = std::max(
-            mostHandles, Number(fields[2]) > Number(fields[1]) + 1 ? Number(fields[2]) - Number(fields[1]) - 1 : 0);
+    {
+        const unsigned most = Number(fields[3]) + 1; // and the event that the counting waits with
+        const unsigned now = Number(fields[4]);
+        if (now > most)
+            defects.push_back(fields[1] + ": leaves " + std::to_string(now - most) + " handles of the process behind");
+    }
+    else if (kind == "died")
+    {
+        ++functions[begun.function].defects;
+        defects.push_back(begun.script + ", call " + begun.number + " of " + begun.function + ": " + fields[1]);
+    }
+    else if (kind == "started")
+    {
+        isFinished = false;
+        begun = {};
+    }
     else if (kind == "finished")
         isFinished = true;
-}
-
-void Report::AddDeath(const std::string& how)
-{
-    ++functions[begun.function].defects;
-    defects.push_back(begun.script + ", call " + begun.number + " of " + begun.function + ": " + how);
 }
 
 std::set<std::string> Report::NamesThatFailed() const

@@ -20,8 +20,7 @@ struct Report
 
     std::map<std::string, Function> functions;
     std::vector<std::string> defects; ///< each a text of several lines
-    bool isFinished = false;
-    unsigned mostHandles = 0; ///< more than there were before, at the end of any function's calls
+    bool isFinished = false;          ///< what has been started last
 
     /// What has begun without an end, if anything.
     struct Begun
@@ -34,8 +33,6 @@ struct Report
 
     /// Takes one line of the results file.
     void Add(const std::string& record);
-    /// The process that wrote the records has died.
-    void AddDeath(const std::string& how);
 
     /// Of which a call was let fail and its session has ended.
     std::set<std::string> NamesThatFailed() const;

@@ -7,6 +7,7 @@ namespace
 {
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 TEST(FailedCallsReport, DeathBelongsToTheCallThatHasBegun)
 {
@@ -14,7 +15,7 @@ TEST(FailedCallsReport, DeathBelongsToTheCallThatHasBegun)
     report.Add("begin\tipela\tCreateEventW\t1");
     report.Add("reported\tipela\tCreateEventW\t1\topen -> 0x80004005\t0x10 0x20 0x30\t15");
     report.Add("begin\tipela\tmalloc\t7");
-    report.AddDeath("the process has died, exit code 5");
+    report.Add("died\tthe process has died, exit code 5");
     EXPECT_THAT(report.defects, ElementsAre("ipela, call 7 of malloc: the process has died, exit code 5"));
     EXPECT_EQ("7", report.begun.number);
     EXPECT_THAT(report.NamesThatFailed(), ElementsAre("CreateEventW"));
@@ -32,6 +33,16 @@ TEST(FailedCallsReport, DefectCarriesItsLogLines)
     EXPECT_TRUE(report.isFinished);
 }
 
+TEST(FailedCallsReport, WhatIsStartedAgainIsNotFinished)
+{
+    Report report;
+    report.Add("started\tFlsAlloc");
+    report.Add("finished");
+    EXPECT_TRUE(report.isFinished);
+    report.Add("started\tall");
+    EXPECT_FALSE(report.isFinished);
+}
+
 TEST(FailedCallsReport, SumsUpEveryFunction)
 {
     Report report;
@@ -39,10 +50,10 @@ TEST(FailedCallsReport, SumsUpEveryFunction)
     report.Add("calls\taxis\tCreateEventW\t3");
     report.Add("reported\tipela\tCreateEventW\t1\topen\t0x10 0x20\t15");
     report.Add("unnoticed\tipela\tCreateEventW\t2\topen\t0x10 0x30\t40");
-    report.Add("handles\t100\t101");
-    EXPECT_EQ(0u, report.mostHandles) << "the event that waiting takes";
-    report.Add("handles\t100\t103");
-    EXPECT_EQ(2u, report.mostHandles);
+    report.Add("handles\tipela\t\t100\t101");
+    EXPECT_THAT(report.defects, IsEmpty()) << "the event that waiting takes";
+    report.Add("handles\tipela\t\t100\t103");
+    EXPECT_THAT(report.defects, ElementsAre("ipela: leaves 2 handles of the process behind"));
     EXPECT_EQ(2u, report.functions["CreateEventW"].places.size());
     EXPECT_EQ(40u, report.functions["CreateEventW"].longestMs);
     EXPECT_THAT(report.Table(), HasSubstr("1 functions"));

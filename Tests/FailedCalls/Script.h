@@ -55,6 +55,7 @@ struct Script
     const char* name;
     void (*run)(CRecorder& recorder, const Surroundings& surroundings);
     bool isLogging;                     ///< without a log, memory can only be missing where somebody needs it
+    bool hasTunnel = false;             ///< whose requests take long to end
     const char* onlyFunction = nullptr; ///< the one that it is there for
 };
 

@@ -136,12 +136,12 @@ const std::vector<Script>& Scripts()
 {
     static const std::vector<Script> scripts = {
         {"ipela", &RunIpelaScript, true},
-        {"axis streaming", &RunStreamingScript, true},
+        {"axis streaming", &RunStreamingScript, true, true},
         {"axis", &RunAxisScript, true},
-        {"axis, relative URLs", &RunRelativeScript, true, "InternetCombineUrlA"},
+        {"axis, relative URLs", &RunRelativeScript, true, true, "InternetCombineUrlA"},
         {"registration", &RunRegistrationScript, true},
         {"ipela, no log", &RunIpelaScript, false},
-        {"axis streaming, no log", &RunStreamingScript, false},
+        {"axis streaming, no log", &RunStreamingScript, false, true},
         {"axis, no log", &RunAxisScript, false},
         {"registration, no log", &RunRegistrationScript, false},
     };

@@ -39,32 +39,40 @@ const wchar_t kIpelaOptions[] = L"--auth digest --user admin --password secret";
 const wchar_t kAxisOptions[] = L"--model \"AXIS P5635-E\" --set Image.I0.Appearance.Resolution=480x270 "
                                L"--auth digest --user admin --password secret";
 
-void ReadRecords(const std::filesystem::path& path, std::streamoff& position, Report& report)
+void Append(const std::filesystem::path& records, const std::string& record)
 {
-    std::ifstream records(path);
-    records.seekg(position);
-    for (std::string record; std::getline(records, record) && !records.eof();)
-    {
-        position = records.tellg();
-        report.Add(record);
-    }
+    std::ofstream(records, std::ios::app) << record << '\n';
 }
 } // namespace
 
-void WorkerProcess::Run(const std::string& mode, DWORD limitMs, Report& report)
+void WorkerProcess::Read(const std::filesystem::path& records, std::streamoff& position, Report& report)
 {
-    const CTemporaryFolder folder;
-    const std::filesystem::path results = folder / "results";
+    std::ifstream stream(records, std::ios::binary);
+    stream.seekg(position);
+    for (std::string record; std::getline(stream, record) && !stream.eof();)
+    {
+        position = stream.tellg();
+        if (record.ends_with('\r'))
+            record.pop_back();
+        report.Add(record);
+    }
+}
+
+void WorkerProcess::Run(const std::string& mode, DWORD limitMs, const std::filesystem::path& records, Report& report)
+{
     const ULONGLONG end = ::GetTickCount64() + limitMs;
-    report.isFinished = false;
-    std::streamoff position = 0;
+    std::error_code isNew;
+    const std::uintmax_t sizeBytes = std::filesystem::file_size(records, isNew);
+    auto position = static_cast<std::streamoff>(isNew ? 0 : sizeBytes);
+    Append(records, "started\t" + mode);
+    Read(records, position, report);
     for (unsigned start = 0; start < kMostStarts && !report.isFinished; ++start)
     {
         const CSimulatorProcess ipela(kIpelaOptions, limitMs / 1000 + 60);
         const CSimulatorProcess axis(kAxisOptions, limitMs / 1000 + 60);
         const CSimulatorProcess relative(std::wstring(kAxisOptions) + L" --rtsp-relative", limitMs / 1000 + 60);
         const Report::Begun last = std::exchange(report.begun, {});
-        std::wstring commandLine = L"\"" + WorkerPath() + L"\" \"" + results.wstring() + L"\" " +
+        std::wstring commandLine = L"\"" + WorkerPath() + L"\" \"" + records.wstring() + L"\" " +
                                    std::to_wstring(ipela.Port()) + L" " + std::to_wstring(axis.Port()) + L" " +
                                    std::to_wstring(relative.Port()) + L" \"" + Widen(mode) + L"\"";
         if (!last.script.empty())
@@ -78,12 +86,14 @@ void WorkerProcess::Run(const std::string& mode, DWORD limitMs, Report& report)
         ::GetExitCodeProcess(process.get(), &exitCode);
         if (!hasEnded)
             ::TerminateProcess(process.get(), 1);
-        ReadRecords(results, position, report);
+        Read(records, position, report);
         if (report.isFinished && exitCode == kEnded)
             break;
-        report.AddDeath(!hasEnded            ? "the run takes too long"
-                        : exitCode == kHangs ? "the session hangs"
-                                             : "the process has died, exit code " + std::to_string(exitCode));
+        const std::string how = !hasEnded            ? "the run takes too long"
+                                : exitCode == kHangs ? "the session hangs"
+                                                     : "the process has died, exit code " + std::to_string(exitCode);
+        Append(records, "died\t" + how);
+        Read(records, position, report);
         if (!hasEnded || report.begun.script.empty())
             break;
     }
