@@ -75,6 +75,7 @@ void RunAxisScript(CRecorder& recorder, const Surroundings& surroundings)
     recorder.Step("set bit rate", [&](std::ostream&) { return command->SetBitRate(1000); });
     ScriptParts::ReadSettings(recorder, *command.get());
     ScriptParts::ReadSizes(recorder, *command.get());
+    recorder.Step("size", [&](std::ostream&) { return command->IsImageSizeSupported2(480, 270, 30, VC_H264); });
     ScriptParts::Move(recorder, *command.get());
     ScriptParts::Leave(recorder, command);
 }

@@ -2,6 +2,8 @@
 // the right result, the log says why, nothing crashes, hangs or is left behind, and the next session works.
 
 #include "Tests/FailedCalls/FunctionTable.h"
+#include "Tests/FailedCalls/Script.h"
+#include "Tests/FailedCalls/Verdict.h"
 #include "Tests/FailedCalls/WorkerProcess.h"
 #include "Tests/Support/ComponentLibrary.h"
 #include "Tests/Support/ImportTable.h"
@@ -9,8 +11,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -101,6 +106,36 @@ TEST(FailedCalls, DISABLED_OneShareOfTheCallsFails)
     WorkerProcess::Run(mode, kLimitMs, records, report);
 }
 
+/// Lines of "0x1234 name", with a line for each function that was inlined there.
+std::multimap<std::string, std::string> ReadNames(const std::string& path)
+{
+    std::multimap<std::string, std::string> names;
+    std::ifstream lines(path);
+    for (std::string place, name; lines >> place && std::getline(lines >> std::ws, name);)
+        names.emplace(place, name);
+    return names;
+}
+
+/// Only a program that reads the component's symbols can name places: the verdict on them is made afterwards.
+void JudgePlaces(Report& report, const std::multimap<std::string, std::string>& names)
+{
+    for (const Report::Unnoticed& call : report.unnoticed)
+    {
+        const auto row = std::ranges::find(FunctionTable(), call.function, &FunctionRow::name);
+        const auto script = std::ranges::find(Scripts(), call.script, &Script::name);
+        if (row == FunctionTable().end() || script == Scripts().end())
+            continue;
+        std::vector<std::string> callers;
+        std::istringstream places(call.places);
+        for (std::string place; places >> place;)
+            for (auto [name, end] = names.equal_range(place); name != end; ++name)
+                callers.push_back(name->second);
+        const std::string defect = JudgePlaces(*row, *script, call.step, callers);
+        if (!defect.empty())
+            report.AddDefect(call, defect);
+    }
+}
+
 // The records of all shares, one file after the other, separated by blanks.
 TEST(FailedCalls, DISABLED_EveryCallFailsWithoutHarm)
 {
@@ -114,6 +149,7 @@ TEST(FailedCalls, DISABLED_EveryCallFailsWithoutHarm)
         WorkerProcess::Read(name, position, report);
     }
     report.isFinished = areFinished;
+    JudgePlaces(report, ReadNames(Setting("QUORVANE_FAILED_PLACES")));
     ExpectNoDefects(report);
     if (Setting("QUORVANE_FAILED_CALLS") == "all")
         ExpectThatAllFailed(report);

@@ -53,7 +53,7 @@ bool IsReturnAddress(std::uintptr_t address) noexcept
 /// Without frame pointers the stack is searched for what looks like return addresses: good enough to find a place.
 std::vector<std::uintptr_t> FindPlaces(const void* site)
 {
-    constexpr std::size_t kMostPlaces = 12;
+    constexpr std::size_t kMostPlaces = 16;
     constexpr std::size_t kMostWords = 1024;
     std::vector<std::uintptr_t> places;
     if (site != nullptr)
@@ -64,7 +64,7 @@ std::vector<std::uintptr_t> FindPlaces(const void* site)
     bool isPastSite = site == nullptr;
     for (std::size_t i = 0; i < kMostWords && word < base && places.size() < kMostPlaces; ++i, ++word)
     {
-        if (isPastSite && IsReturnAddress(*word))
+        if (isPastSite && IsReturnAddress(*word) && (places.empty() || places.back() != *word - g_moduleStart))
             places.push_back(*word - g_moduleStart);
         isPastSite = isPastSite || *word == reinterpret_cast<std::uintptr_t>(site);
     }

@@ -72,6 +72,11 @@ bool Mode::Takes(const Script& script) const
     return m_script.empty() ? script.isLogging || !IsFirstOnly() : m_script == script.name;
 }
 
+bool Mode::Names(const Script& script) const
+{
+    return m_script == script.name;
+}
+
 bool Mode::Takes(const FunctionRow& row) const
 {
     if (m_functions == ",first," || m_functions == ",all,")
@@ -166,8 +171,8 @@ void CFaultRun::Go(const Mode& mode)
         for (const FunctionRow& row : FunctionTable())
         {
             const bool isWanted = mode.Takes(row) && IsCalled(script, row);
-            if (isWanted &&
-                (mode.IsFirstOnly() ? seen.insert(row.name).second : script.isLogging || IsAboutMemory(row)))
+            const bool isInScript = script.isLogging || IsAboutMemory(row) || mode.Names(script);
+            if (isWanted && (mode.IsFirstOnly() ? seen.insert(row.name).second : isInScript))
                 FailCalls(script, row, mode);
         }
         // Not behind every function: the system's worker threads take seconds to end.

@@ -27,6 +27,7 @@ public:
     explicit Mode(const std::string& text);
     bool IsFirstOnly() const;
     bool Takes(const Script& script) const;
+    bool Names(const Script& script) const;
     bool Takes(const FunctionRow& row) const;
     /// This one of its calls; only where the function and the script are taken.
     bool Takes(const FunctionRow& row, unsigned number) const;

@@ -71,9 +71,12 @@ void AddCrypto(std::vector<FunctionRow>& rows)
     const char* const nonce = "a nonce can be made without a hash";
     rows.push_back(Fails(QUORVANE_HOOK(CryptCreateHash), FALSE, OpensThrough(4, Resource::CryptoHash, false),
                          {{line("CryptCreateHash")}}, nonce));
+    rows.back().isAlwaysLogged = true;
     rows.push_back(Fails(QUORVANE_HOOK(CryptHashData), FALSE, kOwnsNothing, {{line("CryptHashData")}}, nonce));
+    rows.back().isAlwaysLogged = true;
     rows.push_back(
         Fails(QUORVANE_HOOK(CryptGetHashParam), FALSE, kOwnsNothing, {{line("CryptGetHashParam", "  ")}}, nonce));
+    rows.back().isAlwaysLogged = true;
     const char* const own = "only fails for what is not a hash or a context";
     rows.push_back(Watched(QUORVANE_HOOK(CryptDestroyHash), Closes(Resource::CryptoHash), own));
     rows.push_back(Watched(QUORVANE_HOOK(CryptReleaseContext), Closes(Resource::CryptoProvider), own));
@@ -85,8 +88,10 @@ void AddRegistry(std::vector<FunctionRow>& rows)
     rows.push_back(
         Harmless(QUORVANE_HOOK(RegOpenKeyExW), kInjectedError, absent, OpensThrough(4, Resource::RegistryKey, true)));
     rows.push_back(Harmless(QUORVANE_HOOK(RegQueryValueExW), kInjectedError, absent));
-    rows.push_back(
-        Harmless(QUORVANE_HOOK(RegSetValueExW), kInjectedError, "the stream plays without its first sequence numbers"));
+    rows.push_back(Fails(QUORVANE_HOOK(RegSetValueExW), kInjectedError, kOwnsNothing,
+                         {{"1 CRtspClient::StartPlay, failed to save sequence numbers to registry"}, {}},
+                         "the stream plays without its first sequence numbers"));
+    rows.back().isAlwaysLogged = true;
     rows.push_back(
         Watched(QUORVANE_HOOK(RegCloseKey), Closes(Resource::RegistryKey), "only fails for what is not an open key"));
     rows.push_back({"RegDeleteKeyW", Kind::NotReached, "the class has no component categories"});
@@ -132,7 +137,9 @@ void AddLibraries(std::vector<FunctionRow>& rows)
     rows.push_back(Fails(QUORVANE_HOOK(LoadLibraryExW), 0, Opens(Resource::Library), notRegistered));
     rows.push_back(Fails(QUORVANE_HOOK(GetSystemDirectoryW), 0, kOwnsNothing, notRegistered));
     rows.push_back(Harmless(QUORVANE_HOOK(GetModuleHandleExW), FALSE,
-                            "the module that asks is loaded; not to know it costs a timer one of its safeguards"));
+                            "a timer does not hold the library while its callback runs, and a library that is to stay "
+                            "for good is not pinned: two safeguards for clients that unload it too early, which no "
+                            "session does; for the module that asks, the system has no reason to refuse"));
     rows.push_back(Watched(QUORVANE_HOOK(FreeLibrary), Closes(Resource::Library), "only fails for what is not loaded"));
     for (const char* name : {"GetModuleHandleW", "LoadLibraryA", "LoadLibraryW", "VirtualProtect", "VirtualQuery"})
         rows.push_back({name, Kind::NotReached, "the run-time library's, while the module is being loaded"});
@@ -140,16 +147,18 @@ void AddLibraries(std::vector<FunctionRow>& rows)
 
 void AddThreads(std::vector<FunctionRow>& rows)
 {
-    rows.push_back(
-        Fails(QUORVANE_HOOK(InitializeCriticalSectionAndSpinCount), FALSE,
-              {Effect::Opens, Resource::CriticalSection, 0, false, false},
-              {{"no request could be made, hr = 0x80070718", "hr = 0x80070718"}, {kInjectedResult, E_FAIL}}));
+    rows.push_back(Fails(QUORVANE_HOOK(InitializeCriticalSectionAndSpinCount), FALSE,
+                         {Effect::Opens, Resource::CriticalSection, 0, false, false},
+                         {{"8 CAVCommand, no object could be made, hr = 0x80070718",
+                           "8 CAsyncHttpRequest::SendRequest, no request could be made, hr = 0x80070718",
+                           "8 CAsyncHttpRequestStream::OpenStream, no request could be made, hr = 0x80070718"},
+                          {kInjectedResult, E_FAIL}}));
     rows.push_back(Fails(QUORVANE_HOOK(CreateThreadpoolTimer), 0, Opens(Resource::Timer),
                          {{"8 CRtspClient::CreatePingTimer, CreateThreadpoolTimer failed, dwLastError = 1816"}}));
     rows.push_back(Harmless(QUORVANE_HOOK(SleepConditionVariableSRW), FALSE,
                             "counts as the end of a bounded wait; what was waited for is left to WinInet"));
     // What is thrown here is the failure of a lock, in the constructor of the object.
-    const Expected thrown = {{"hr = 0x80070718"}, {kInjectedResult}};
+    const Expected thrown = {{"8 CAVCommand, no object could be made, hr = 0x80070718"}, {kInjectedResult}};
     rows.push_back(Fails(QUORVANE_HOOK(FlsAlloc), FLS_OUT_OF_INDEXES, kOwnsNothing, thrown));
     rows.back().needsThrow = true;
     rows.push_back(Fails(QUORVANE_HOOK(FlsSetValue), FALSE, kOwnsNothing, thrown));
@@ -188,11 +197,21 @@ void AddText(std::vector<FunctionRow>& rows)
 void AddMemory(std::vector<FunctionRow>& rows)
 {
     const Expected outOfMemory = {{"out of memory"}, {E_OUTOFMEMORY, E_FAIL}};
-    const char* const lost = "a line of the log is lost, or what was to be kept for speed";
-    rows.push_back(
-        Fails(&CHook<"malloc", void*(std::size_t)>::s_function, 0, Opens(Resource::Heap), outOfMemory, lost));
-    rows.push_back(Fails(QUORVANE_HOOK(CoTaskMemAlloc), 0, Opens(Resource::TaskMemory), {{"8 "}, {E_OUTOFMEMORY}}));
-    rows.push_back(Fails(QUORVANE_HOOK(SysAllocStringLen), 0, Opens(Resource::Text), {{"8 "}, {E_OUTOFMEMORY}}));
+    rows.push_back(Fails(&CHook<"malloc", void*(std::size_t)>::s_function, 0, Opens(Resource::Heap), outOfMemory,
+                         "in few places only"));
+    const char* const again = "a request that is refused for want of credentials is sent once more, with them";
+    const char* const lost = "what cannot be logged is lost, and nothing else";
+    rows.back().places = {
+        {"AuthorizationRequest::CreateAuthorizationCredentials", again},
+        {"AuthorizationRequest::CreateDigestAuthorizationCredentials", again},
+        {"LogSettings::", "a setting of the log that cannot be read counts as absent"},
+        {"COBLog", lost, true},
+        {"CLogFileSink", lost, true},
+        {"Log", lost, true},
+    };
+    const Expected always = {{"out of memory"}, {E_OUTOFMEMORY}};
+    rows.push_back(Fails(QUORVANE_HOOK(CoTaskMemAlloc), 0, Opens(Resource::TaskMemory), always));
+    rows.push_back(Fails(QUORVANE_HOOK(SysAllocStringLen), 0, Opens(Resource::Text), always));
     rows.push_back(Watched(QUORVANE_HOOK(free), Closes(Resource::Heap), "has no failure"));
     rows.push_back(Watched(QUORVANE_HOOK(CoTaskMemFree), Closes(Resource::TaskMemory), "has no failure"));
     rows.push_back(Watched(QUORVANE_HOOK(SysFreeString), Closes(Resource::Text), "has no failure"));

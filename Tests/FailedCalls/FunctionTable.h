@@ -7,6 +7,14 @@
 #include <string>
 #include <vector>
 
+/// Where in the component a call may fail without that anybody notices.
+struct HarmlessPlace
+{
+    std::string function; ///< the beginning of its name, which stands among the callers
+    const char* reason;
+    bool isLogging = false; ///< only in sessions that write a log
+};
+
 /// What is known of one function that the component imports.
 struct FunctionRow
 {
@@ -27,6 +35,10 @@ struct FunctionRow
     std::vector<std::string> lines = {};
     /// What the first call that suffers may return.
     std::vector<HRESULT> results = {};
+    /// Not empty: what nobody notices has one of these among its callers, and the `reason` alone is not enough.
+    std::vector<HarmlessPlace> places = {};
+    /// One of the lines is in the log even where nobody suffers.
+    bool isAlwaysLogged = false;
     /// Reached only by a thread that throws, which no session does by itself: another call is let fail as well.
     bool needsThrow = false;
 };

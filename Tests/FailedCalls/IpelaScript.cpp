@@ -21,6 +21,8 @@ void Stream(CRecorder& recorder, IAVCommand5& command)
     // To the discard port of this machine.
     recorder.Step("video", [&](std::ostream&) { return command.StartMpeg4Video2(FALSE, 9); });
     recorder.Step("audio", [&](std::ostream&) { return command.StartAudio2(FALSE, 9); });
+    recorder.Step("video to all", [&](std::ostream&) { return command.StartMpeg4Video(); });
+    recorder.Step("audio to all", [&](std::ostream&) { return command.StartAudio(); });
     recorder.Step("h264", [&](std::ostream& values) {
         H264Parameters parameters = {};
         const HRESULT hr = command.GetH264Parameters(&parameters);
@@ -46,5 +48,6 @@ void RunIpelaScript(CRecorder& recorder, const Surroundings& surroundings)
     recorder.Step("ptz", [&](std::ostream&) { return command->SendPTZCommand(PTZ_UPPER, PT_10); });
     recorder.Step("ptz area", [&](std::ostream&) { return command->SendPTZAreaZoomCommand(10, 10, 100, 80); });
     Stream(recorder, *command.get());
+    ScriptParts::Reopen(recorder, *command.get(), surroundings.ipelaPort);
     ScriptParts::Leave(recorder, command);
 }

@@ -44,6 +44,8 @@ void Report::Add(const std::string& record)
     {
         ++(kind == "reported" ? function.reported : function.unnoticed);
         function.places.insert(PlaceOf(fields[5]));
+        if (kind == "unnoticed")
+            unnoticed.push_back({fields[1], fields[2], fields[3], fields[4], fields[5]});
         function.longestMs = std::max(function.longestMs, Number(fields[6]));
         begun = {};
     }
@@ -74,6 +76,13 @@ void Report::Add(const std::string& record)
     }
     else if (kind == "finished")
         isFinished = true;
+}
+
+void Report::AddDefect(const Unnoticed& call, const std::string& text)
+{
+    ++functions[call.function].defects;
+    defects.push_back(call.script + ", call " + call.number + " of " + call.function + ": " + text + "\n    at " +
+                      call.places);
 }
 
 std::set<std::string> Report::NamesThatFailed() const

@@ -18,7 +18,18 @@ struct Report
         std::set<std::string> places;
     };
 
+    /// A call that nobody has noticed.
+    struct Unnoticed
+    {
+        std::string script;
+        std::string function;
+        std::string number;
+        std::string step;
+        std::string places; ///< offsets into the component, separated by blanks
+    };
+
     std::map<std::string, Function> functions;
+    std::vector<Unnoticed> unnoticed;
     std::vector<std::string> defects; ///< each a text of several lines
     bool isFinished = false;          ///< what has been started last
 
@@ -33,6 +44,9 @@ struct Report
 
     /// Takes one line of the results file.
     void Add(const std::string& record);
+
+    /// It ought to have been noticed, for the reason in the text.
+    void AddDefect(const Unnoticed& call, const std::string& text);
 
     /// Of which a call was let fail and its session has ended.
     std::set<std::string> NamesThatFailed() const;

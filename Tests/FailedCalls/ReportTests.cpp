@@ -33,6 +33,16 @@ TEST(FailedCallsReport, DefectCarriesItsLogLines)
     EXPECT_TRUE(report.isFinished);
 }
 
+TEST(FailedCallsReport, KeepsWhatNobodyHasNoticedForALaterVerdict)
+{
+    Report report;
+    report.Add("unnoticed\tipela, no log\tmalloc\t9\tset size\t0x10 0x20\t15");
+    ASSERT_EQ(1u, report.unnoticed.size());
+    report.AddDefect(report.unnoticed[0], "ought to be noticed");
+    EXPECT_THAT(report.defects, ElementsAre("ipela, no log, call 9 of malloc: ought to be noticed\n    at 0x10 0x20"));
+    EXPECT_EQ(1u, report.functions["malloc"].defects);
+}
+
 TEST(FailedCallsReport, WhatIsStartedAgainIsNotFinished)
 {
     Report report;

@@ -76,6 +76,8 @@ using CommandPointer = CComPointer<IAVCommand5>;
 CommandPointer Create(CRecorder& recorder);
 /// The address, the credentials that both cameras ask for, and the first request.
 void Open(CRecorder& recorder, IAVCommand5& command, WORD port);
+/// Again, to the same camera, with all that belongs to the first connection given up.
+void Reopen(CRecorder& recorder, IAVCommand5& command, WORD port);
 void Connect(CRecorder& recorder, IAVCommand5& command);
 void ReadSettings(CRecorder& recorder, IAVCommand5& command);
 void ReadSizes(CRecorder& recorder, IAVCommand5& command);

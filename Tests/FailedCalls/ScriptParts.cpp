@@ -21,6 +21,15 @@ void WriteSizes(std::ostream& values, Size* sizes, long count)
         values << sizes[i].ImageWidth << 'x' << sizes[i].ImageHeight << '@' << sizes[i].FrameRate << ' ';
     ScriptParts::FreeBlock(sizes);
 }
+
+void OpenAs(const char* step, CRecorder& recorder, IAVCommand5& command, WORD port)
+{
+    const CBstr server = MakeBstr(L"127.0.0.1");
+    const CBstr user = MakeBstr(L"admin");
+    const CBstr password = MakeBstr(L"secret");
+    recorder.Step(
+        step, [&](std::ostream&) { return command.OpenConnection(server.get(), port, user.get(), password.get()); });
+}
 } // namespace
 
 std::string ScriptParts::TakeText(BSTR text)
@@ -50,12 +59,14 @@ ScriptParts::CommandPointer ScriptParts::Create(CRecorder& recorder)
 
 void ScriptParts::Open(CRecorder& recorder, IAVCommand5& command, WORD port)
 {
-    const CBstr server = MakeBstr(L"127.0.0.1");
-    const CBstr user = MakeBstr(L"admin");
-    const CBstr password = MakeBstr(L"secret");
-    recorder.Step(
-        "open", [&](std::ostream&) { return command.OpenConnection(server.get(), port, user.get(), password.get()); });
+    OpenAs("open", recorder, command, port);
     recorder.Step("probe", [&](std::ostream&) { return command.IsImageSizeSupported(1, 1, 1); });
+}
+
+void ScriptParts::Reopen(CRecorder& recorder, IAVCommand5& command, WORD port)
+{
+    OpenAs("open again", recorder, command, port);
+    recorder.Step("probe again", [&](std::ostream&) { return command.IsImageSizeSupported2(1, 1, 1, VC_H264); });
 }
 
 void ScriptParts::Connect(CRecorder& recorder, IAVCommand5& command)

@@ -28,9 +28,9 @@ bool HasLine(const FunctionRow& row, const SessionOutcome& outcome)
 }
 
 /// An Axis camera is asked first whether it is one of the other family: that this fails is nothing new.
-bool IsOtherFamilysProbe(const Script& script, const FaultPlan::Hit& hit)
+bool IsOtherFamilysProbe(const Script& script, std::string_view step)
 {
-    return std::string_view(script.name).starts_with("axis") && std::string_view(hit.step) == "probe";
+    return std::string_view(script.name).starts_with("axis") && step.starts_with("probe");
 }
 
 Verdict JudgeSuffering(const FunctionRow& row, const Script& script, const StepResult& first,
@@ -43,6 +43,18 @@ Verdict JudgeSuffering(const FunctionRow& row, const Script& script, const StepR
     return {Kind::Reported, Describe(first)};
 }
 } // namespace
+
+std::string JudgePlaces(const FunctionRow& row, const Script& script, const std::string& step,
+                        const std::vector<std::string>& callers)
+{
+    if (row.places.empty() || IsOtherFamilysProbe(script, step))
+        return "";
+    for (const HarmlessPlace& place : row.places)
+        for (const std::string& caller : callers)
+            if ((script.isLogging || !place.isLogging) && caller.starts_with(place.function))
+                return "";
+    return step + ": nobody has noticed, and not where the table allows it";
+}
 
 Verdict Judge(const FunctionRow& row, const Script& script, const FaultPlan::Hit& hit,
               const std::vector<StepResult>& reference, const SessionOutcome& outcome)
@@ -66,7 +78,9 @@ Verdict Judge(const FunctionRow& row, const Script& script, const FaultPlan::Hit
         return JudgeSuffering(row, script, *first, outcome);
     if (outcome.steps.size() != reference.size())
         return {Kind::Defect, "the session ended early"};
-    if (row.reason == nullptr && !IsOtherFamilysProbe(script, hit))
+    if (row.reason == nullptr && !IsOtherFamilysProbe(script, hit.step))
         return {Kind::Defect, "nobody has noticed"};
+    if (row.isAlwaysLogged && script.isLogging && !HasLine(row, outcome))
+        return {Kind::Defect, "nobody suffers, and no line in the log"};
     return {Kind::Unnoticed, hit.step};
 }

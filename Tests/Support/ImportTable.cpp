@@ -11,6 +11,9 @@ std::vector<ImportedFunction> ImportTable::Read(HMODULE module)
     if (directory.VirtualAddress == 0)
         throw std::runtime_error("the module has no import table");
 
+    if (headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT].VirtualAddress != 0)
+        throw std::runtime_error("the module imports functions when they are first called");
+
     std::vector<ImportedFunction> functions;
     const auto* library = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
     for (; library->Name != 0; ++library)

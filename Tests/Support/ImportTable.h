@@ -16,7 +16,8 @@ struct ImportedFunction
 /// The import table of a module that is loaded into this process, read from the module itself.
 namespace ImportTable
 {
-/// In the order of the table. Throws std::runtime_error when the module imports by number, which has no name.
+/// In the order of the table. Throws std::runtime_error when the module imports by number, which has no name, or has
+/// imports that are resolved at their first call, which this table does not show.
 std::vector<ImportedFunction> Read(HMODULE module);
 
 /// Sends the module's calls elsewhere, for the rest of the process.
