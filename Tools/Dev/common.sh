@@ -57,8 +57,8 @@ keep_wineserver() {
     for name in "$@"; do
         prefix=$PWD/build/$name
         make_prefixes "$name"
-        # A server that is about to end by itself cannot be made to stay.
-        WINEPREFIX=$prefix wineserver --wait
+        # A server that is about to end by itself cannot be made to stay. One that does not end was made to stay before.
+        WINEPREFIX=$prefix timeout 30 wineserver --wait || true
         WINEPREFIX=$prefix wineserver --persistent
         kept_prefixes+=("$prefix")
         trap end_wineservers EXIT
