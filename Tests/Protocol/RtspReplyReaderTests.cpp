@@ -294,12 +294,56 @@ TEST(RtspReplyReader, HoldsABoundedNumberOfBytes)
     const std::string header = "RTSP/1.0 200 OK\r\nContent-Length: 2000000000\r\n\r\n";
     ASSERT_TRUE(reader.Append(header));
     const std::string megabyte(1024 * 1024, 'x');
-    for (std::size_t held = header.size(); held + megabyte.size() <= CRtspReplyReader::kMaximumHeldBytes;
+    for (std::size_t held = header.size(); held + megabyte.size() <= CRtspReplyReader::kMaximumTextBytes;
          held += megabyte.size())
         ASSERT_TRUE(reader.Append(megabyte));
     EXPECT_FALSE(reader.Append(megabyte));
     EXPECT_FALSE(reader.IsComplete());
-    EXPECT_LE(reader.TakeReply().size(), CRtspReplyReader::kMaximumHeldBytes);
+    EXPECT_LE(reader.TakeReply().size(), CRtspReplyReader::kMaximumTextBytes);
+}
+
+// What grows by itself allocates up to twice the limit, and each copy comes on top of that.
+TEST(RtspReplyReader, RoomForAReplyAndItsCopiesIsBounded)
+{
+    constexpr std::size_t kMost = CRtspReplyReader::kMaximumTextBytes;
+    const std::string glued = Reply(2);
+    const auto header = [](std::size_t lengthBytes) {
+        return "RTSP/1.0 200 OK\r\nContent-Length: " + std::to_string(lengthBytes) + "\r\n\r\n";
+    };
+    const std::size_t bodyBytes = kMost - header(kMost).size() - glued.size();
+    const struct
+    {
+        const char* reason;
+        std::size_t announcedBytes;
+        std::string behind;
+    } rows[] = {
+        {"alone", bodyBytes, ""},
+        {"followed by another", bodyBytes, glued},
+        {"taken as it stands", bodyBytes + 3, ""},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.reason);
+        CRtspReplyReader reader;
+        const std::string stream = header(row.announcedBytes) + std::string(bodyBytes, 'x') + row.behind;
+        for (std::size_t position = 0; position < stream.size(); position += 1'000'000)
+            ASSERT_TRUE(reader.Append(std::string_view(stream).substr(position, 1'000'000)));
+        const std::string text = reader.TakeReply();
+        const RtspResponse response = Parsed(text);
+        EXPECT_EQ(bodyBytes, response.body.size());
+        EXPECT_LE(text.capacity() + response.body.capacity(), CRtspReplyReader::kMaximumHeldBytes);
+        if (!row.behind.empty())
+            EXPECT_EQ(glued, reader.TakeReply());
+        else
+            EXPECT_EQ(row.announcedBytes != bodyBytes, reader.IsAwaitingRest());
+        if (!reader.IsAwaitingRest())
+            continue;
+        // A reader that still held the reply would have no room for this.
+        ASSERT_TRUE(reader.Append("xxx"));
+        EXPECT_FALSE(reader.IsAwaitingRest());
+        ASSERT_TRUE(reader.Append(stream.substr(0, kMost - 1000)));
+        EXPECT_TRUE(reader.HasBegun());
+    }
 }
 
 TEST(RtspReplyReader, HoldsABoundedHeaderBlock)
@@ -361,7 +405,7 @@ TEST(RtspReplyReader, HeaderBlockBehindAnotherReplyIsBoundedToo)
 TEST(RtspReplyReader, TakenRepliesMakeRoom)
 {
     CRtspReplyReader reader;
-    const std::string reply = Reply(1, std::string(5 * 1024 * 1024, 'x'));
+    const std::string reply = Reply(1, std::string(2500 * 1024, 'x'));
     ASSERT_TRUE(reader.Append(reply + reply));
     for (int i = 0; i < 4; ++i)
     {

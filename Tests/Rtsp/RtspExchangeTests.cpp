@@ -527,7 +527,7 @@ TEST_F(RtspExchange, ReconnectWithoutAPostFailsAndLeavesNothingOpen)
 
 TEST_F(RtspExchange, ReplyThatIsTooLongClosesItsTunnel)
 {
-    Open({.replyMs = 2000, .heldBytes = 1000});
+    Open({.replyMs = 2000, .textBytes = 1000});
     const std::string header = "RTSP/1.0 200 OK\r\nContent-Length: 5000\r\n\r\n";
     for (const std::size_t pieceBytes : {header.size() + 5000, header.size() + 10})
     {

@@ -273,7 +273,7 @@ TEST_F(HttpRequest, BodiesOfAnyLengthArriveWhole)
 {
     for (const std::size_t lengthBytes :
          {std::size_t{0}, std::size_t{1}, std::size_t{4094}, std::size_t{4095}, std::size_t{4096}, std::size_t{8190},
-          std::size_t{100'000}, std::size_t{10'000'000}})
+          std::size_t{100'000}, std::size_t{8'000'000}})
     {
         SCOPED_TRACE(lengthBytes);
         const std::string body = Body(lengthBytes);
@@ -299,12 +299,34 @@ TEST_F(HttpRequest, BodyInPiecesOrChunksOrUntilCloseArrivesWhole)
 
 TEST_F(HttpRequest, BodyBeyondTheLimitIsGivenUp)
 {
-    Open({HttpReply(200, std::string(CAsyncHttpRequest::kMaximumResponseBytes + 1, 'x')), HttpReply(200, "fine")});
+    Open({HttpReply(200, std::string(CAsyncHttpRequest::kMaximumResponseChars + 1, 'x')), HttpReply(200, "fine")});
     const Answer answer = Get(L"big");
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(L"", answer.body);
-    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than 16777216 bytes "
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than 8388607 bytes "
                                               L"given up, url = 'big'"));
+    EXPECT_EQ(L"fine", Get().body);
+}
+
+// The limit is one of memory: two bytes for each character, a null, and no more room than that.
+TEST_F(HttpRequest, BodyJustWithinTheLimitArrivesWholeInNoMoreRoom)
+{
+    ScriptedReply odd = HttpReply(200, Body(CAsyncHttpRequest::kMaximumResponseChars));
+    odd.pieceBytes = 999'983;
+    Open({odd});
+    const Answer answer = Get(L"big");
+    EXPECT_EQ(S_OK, answer.hr);
+    EXPECT_TRUE(Widened(Body(CAsyncHttpRequest::kMaximumResponseChars)) == answer.body);
+    EXPECT_LE((answer.body.capacity() + 1) * sizeof(wchar_t), CAsyncHttpRequest::kMaximumHeldBytes);
+}
+
+// They lengthen no text, but would hold the caller.
+TEST_F(HttpRequest, BodyOfNullsWithoutEndIsGivenUp)
+{
+    Open({HttpReply(200, std::string(CAsyncHttpRequest::kMaximumHeldBytes + 1, '\0')), HttpReply(200, "fine")});
+    EXPECT_EQ(E_FAIL, Get(L"nulls").hr);
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than 8388607 bytes "
+                                              L"given up, url = 'nulls'"));
     EXPECT_EQ(L"fine", Get().body);
 }
 
@@ -616,4 +638,41 @@ TEST_F(HttpRequest, RedirectsLeaveNoConnectionsOpen)
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(E_FAIL, Get().hr);
     EXPECT_LE(10u + 8u, spy.Closed().size()) << "ten requests, and the connections of all but the last";
+}
+
+// Wine 8 goes on following redirects after a request was given up, so each of them keeps its connection.
+TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
+{
+    ScriptedReply again = HttpReply(302, "", "Location: /again\r\n");
+    again.pieceBytes = 20;
+    again.pauseMs = 10;
+    Open({again});
+    const std::wstring line = L"CAsyncHttpRequest::SendRequest, 8 connections were redirected and still have requests, "
+                              L"no other opened";
+    for (std::size_t i = 0; i <= CAsyncHttpRequest::kMaximumLeft; ++i)
+        ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr) << i;
+    EXPECT_EQ(0u, CountLines(LogLevel::Error, line));
+    EXPECT_EQ(E_FAIL, Get(L"x", kShortMs).hr);
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, line));
+    m_camera->Enqueue(HttpReply(200, "fine"));
+    const Answer answer = Get(L"x");
+    EXPECT_EQ(S_OK, answer.hr) << "as soon as the camera stops";
+    EXPECT_EQ(L"fine", answer.body);
+}
+
+TEST_F(HttpRequest, RedirectWithoutEndConcernsNoLaterConnection)
+{
+    ScriptedReply again = HttpReply(302, "", "Location: /again\r\n");
+    again.pieceBytes = 20;
+    again.pauseMs = 10;
+    CScriptedCamera elsewhere({again});
+    Open({HttpReply(302, "", "Location: http://127.0.0.1:" + std::to_string(elsewhere.Port()) + "/\r\n"),
+          HttpReply(200, "fine")});
+    ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
+    for (std::size_t i = 0; i < 2 * CAsyncHttpRequest::kMaximumLeft; ++i)
+    {
+        ASSERT_TRUE(elsewhere.WaitForRequests(elsewhere.Requests().size() + 1)) << "it still goes on";
+        ASSERT_EQ(L"fine", Get().body) << i;
+    }
+    elsewhere.Enqueue(HttpReply(200, "the end"));
 }

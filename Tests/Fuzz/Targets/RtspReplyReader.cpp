@@ -32,7 +32,7 @@ struct RepliesRead
 /// The complete replies, up to one whose body ends where a piece ends, because it does not tell its length.
 RepliesRead ReadReplies(const std::vector<std::string_view>& pieces, std::size_t headBytes)
 {
-    CRtspReplyReader reader(CRtspReplyReader::kMaximumHeldBytes, headBytes);
+    CRtspReplyReader reader(CRtspReplyReader::kMaximumTextBytes, headBytes);
     RepliesRead read;
     for (const std::string_view piece : pieces)
     {

@@ -4,10 +4,12 @@
 #include "Protocol/HttpStatus.h"
 #include "Protocol/IpelaReply.h"
 #include "Protocol/ServerTable.h"
+#include "Protocol/TextUtil.h"
 #include "TextEncoding/Encoding.h"
 #include "Win32/RegistryKey.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <exception>
 #include <limits>
@@ -18,6 +20,7 @@ namespace
 constexpr wchar_t kUserAgent[] = L"ORBELL AV Client";
 constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
 constexpr DWORD kChunkBytes = CRequestBlock::kReadBufferBytes - 1;
+static_assert(std::has_single_bit(CAsyncHttpRequest::kMaximumHeldBytes), "as TextUtil::GrowFor needs it");
 
 /// By how much WinInet's own limits exceed ours: ours decides, WinInet's only ends what we gave up.
 constexpr DWORD kWinInetGraceMs = 500;
@@ -47,19 +50,19 @@ DWORD Times(DWORD limitMs, DWORD factor)
     return limitMs < kLongestMs / factor ? limitMs * factor : kLongestMs;
 }
 
-/// Decoded from the system's ANSI code page; a NUL ends the text, as it ends any text. False, with the last error, when
+/// Decodes from the system's ANSI code page; a NUL ends the text, as it ends any text. False, with the last error, when
 /// the system cannot decode it.
-bool AppendAnsiText(std::wstring& text, const char* bytes)
+bool DecodeAnsiText(const char* bytes, std::wstring& text)
 {
     const int lengthBytes = static_cast<int>(std::strlen(bytes));
+    text.clear();
     if (lengthBytes == 0)
         return true;
-    const std::size_t oldLength = text.size();
     const int countChars = ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, nullptr, 0);
     if (countChars == 0)
         return false;
-    text.resize(oldLength + static_cast<std::size_t>(countChars));
-    return ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, text.data() + oldLength, countChars) != 0;
+    text.resize(static_cast<std::size_t>(countChars));
+    return ::MultiByteToWideChar(CP_ACP, 0, bytes, lengthBytes, text.data(), countChars) != 0;
 }
 
 bool IsHttpStatus(DWORD sendResult) noexcept
@@ -236,16 +239,25 @@ bool CAsyncHttpRequest::Connect()
     if (m_connection)
         m_leftConnections.push_back(std::move(m_connection));
     m_connection = std::move(connection);
+    m_sessionRequests->BeginConnection();
     return true;
 }
 
 bool CAsyncHttpRequest::LeaveRedirection()
 {
-    if (!m_leftConnections.empty() &&
-        m_sessionRequests->WaitUntilNone(m_leftConnections.size() < kMaximumLeft ? 0 : kCloseWaitMs))
+    const bool isRedirected = m_sessionRequests->IsRedirected();
+    const bool isFull = m_leftConnections.size() >= kMaximumLeft;
+    if (!m_leftConnections.empty() && m_sessionRequests->WaitUntilNone(isRedirected && isFull ? kCloseWaitMs : 0))
         m_leftConnections.clear();
     // Under Wine 8 all later requests of a connection go where one of them was redirected to.
-    return !m_sessionRequests->TakeRedirect() || Connect();
+    if (!isRedirected)
+        return true;
+    if (m_leftConnections.size() >= kMaximumLeft)
+        return LogFailure(false, LogLevel::Error,
+                          L"CAsyncHttpRequest::SendRequest, %d connections were redirected and still have requests, no "
+                          L"other opened",
+                          m_leftConnections.size());
+    return Connect();
 }
 
 bool CAsyncHttpRequest::OpenSession(const wchar_t* agent, DWORD accessType, const wchar_t* proxy,
@@ -329,7 +341,7 @@ try
 {
     const CStay stay(m_user, kOneCaller);
     statusCode = 0;
-    response.clear();
+    std::wstring().swap(response);
     if (!IsOpen())
         return E_UNEXPECTED;
     if (!LeaveRedirection())
@@ -474,6 +486,7 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
     CRequestBlock& block = request.Block();
     const DWORD startTick = ::GetTickCount();
     std::size_t totalBytes = 0;
+    std::wstring piece;
     for (;;)
     {
         const HRESULT hr = ReadChunk(request, url, timeoutMs);
@@ -483,12 +496,6 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
         if (block.bytesRead > kChunkBytes)
             std::terminate();
         totalBytes += block.bytesRead;
-        if (totalBytes > kMaximumResponseBytes)
-        {
-            Log(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than %d bytes given up, url = '%s'",
-                kMaximumResponseBytes, url);
-            return E_FAIL;
-        }
         const DWORD wholeLimitMs =
             Times(timeoutMs, kBodyTimeLimits + static_cast<DWORD>(totalBytes / kBytesOfATimeLimit));
         if (::GetTickCount() - startTick >= wholeLimitMs)
@@ -500,13 +507,22 @@ HRESULT CAsyncHttpRequest::ReadBody(const COpenRequest& request, const std::wstr
         }
         block.readBuffer[block.bytesRead] = '\0';
         // A part that is missing would be taken for a setting that the camera does not have.
-        if (!AppendAnsiText(response, block.readBuffer))
+        if (!DecodeAnsiText(block.readBuffer, piece))
         {
             Log(LogLevel::Error,
                 L"CAsyncHttpRequest::SendRequest, failed to MultiByteToWideChar, dwLastError = %d, url = '%s'",
                 ::GetLastError(), url);
             return E_FAIL;
         }
+        // No character comes of less than a byte. Of bytes that come to nothing, as behind a NUL, there may be more.
+        if (response.size() + piece.size() > kMaximumResponseChars || totalBytes > kMaximumHeldBytes)
+        {
+            Log(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than %d bytes given up, url = '%s'",
+                kMaximumResponseChars, url);
+            return E_FAIL;
+        }
+        TextUtil::GrowFor(response, response.size() + piece.size());
+        response += piece;
     }
 }
 

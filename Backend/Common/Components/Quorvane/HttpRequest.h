@@ -48,12 +48,13 @@ public:
 
     /// Sends one request and reads the whole answer. An empty url means "/", an empty verb "GET".
     /// `statusCode` receives the HTTP status, or the failure of the exchange when there was none; `response` the body,
-    /// decoded from the system's ANSI code page, empty on failure.
+    /// decoded from the system's ANSI code page, empty on failure. What it held before is released first.
     /// `timeoutMs` limits each wait: for the response headers (twice when credentials are asked for) and for every
     /// 4095 bytes of body; the body as a whole may take kBodyTimeLimits of them, and one more for every
     /// kBytesOfATimeLimit that have come. The registry value CameraCGICommandTimeout replaces it.
     /// S_OK (also for status 500, whose body the caller wants); kRequestTimeout when no answer came in time;
-    /// E_FAIL for every other failure, a failing HTTP status included; E_UNEXPECTED when not connected.
+    /// E_FAIL for every other failure, a failing HTTP status and a body of more than kMaximumResponseChars included;
+    /// E_UNEXPECTED when not connected.
     [[nodiscard]] HRESULT SendRequest(const std::wstring& url, DWORD& statusCode, std::wstring& response,
                                       const std::wstring& verb, DWORD timeoutMs) noexcept;
 
@@ -65,14 +66,20 @@ public:
     void Close(DWORD waitMs = kCloseWaitMs) noexcept;
 
     static constexpr DWORD kCloseWaitMs = 2000;
-    /// A longer body is given up: what a camera sends must not exhaust the host's address space.
-    static constexpr std::size_t kMaximumResponseBytes = 16u * 1024 * 1024;
+    /// What the text of an answer may take, as UTF-16, its null and its room to grow included: what a camera sends must
+    /// not exhaust the host's address space. A longer body is given up, and so is one of more bytes than this, whatever
+    /// they come to. While the text grows, its old copy of at most half stands beside it.
+    static constexpr std::size_t kMaximumHeldBytes = 16u * 1024 * 1024;
+    static constexpr std::size_t kMaximumResponseChars = kMaximumHeldBytes / sizeof(wchar_t) - 1;
     /// Nor may it, with a few bytes now and then, keep a caller for hours. Of no importance up to 64 KB of body,
     /// however slow, nor for a large one that comes at some speed.
     static constexpr DWORD kBodyTimeLimits = 16;
     static constexpr std::size_t kBytesOfATimeLimit = 256 * 1024;
     /// A longer header is given up: the challenge among them stays as long as the connection.
     static constexpr DWORD kMaximumHeaderBytes = 64 * 1024;
+    /// Connections that the camera has redirected, and that still have requests which WinInet does not let go of. With
+    /// so many of them SendRequest fails with E_FAIL, until they are gone.
+    static constexpr std::size_t kMaximumLeft = 8;
 
 protected:
     /// One header of the answer as 8-bit text, empty on failure and when it is longer than kMaximumHeaderBytes.
@@ -125,6 +132,8 @@ private:
     /// A connection to the server; one that there was before is kept for the requests that it still has.
     [[nodiscard]] bool Connect();
     /// Before a request: the camera may have sent an earlier one elsewhere, which is no reason to send this one there.
+    /// False when no other connection can be opened, or when kMaximumLeft of them still have requests kCloseWaitMs
+    /// later.
     [[nodiscard]] bool LeaveRedirection();
     void OnInternetStatus(RequestContext* context, DWORD status, void* information) noexcept;
 
@@ -145,7 +154,6 @@ private:
     std::shared_ptr<CSessionRequests> m_sessionRequests;
     CInternetHandle m_session;
     CInternetHandle m_connection;
-    static constexpr std::size_t kMaximumLeft = 8;
     std::vector<CInternetHandle> m_leftConnections; ///< closed as soon as no request is left
     std::wstring m_server;
     WORD m_port = 0;

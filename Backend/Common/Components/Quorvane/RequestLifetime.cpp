@@ -83,14 +83,27 @@ bool CSessionRequests::WaitUntilNone(DWORD limitMs) noexcept
     return true;
 }
 
-void CSessionRequests::NoteRedirect() noexcept
+void CSessionRequests::BeginConnection() noexcept
 {
-    m_isRedirected = true;
+    ++m_connection;
+    m_isRedirected = false;
 }
 
-bool CSessionRequests::TakeRedirect() noexcept
+unsigned CSessionRequests::Connection() const noexcept
 {
-    return m_isRedirected.exchange(false);
+    return m_connection;
+}
+
+void CSessionRequests::NoteRedirect(unsigned connection) noexcept
+{
+    // When one begins in between, the worst that comes of it is a further connection.
+    if (connection == m_connection)
+        m_isRedirected = true;
+}
+
+bool CSessionRequests::IsRedirected() const noexcept
+{
+    return m_isRedirected;
 }
 
 void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD status, LPVOID information,
@@ -115,7 +128,7 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
     }
     // Also of a request that was given up.
     if (status == INTERNET_STATUS_REDIRECT)
-        block->m_session->NoteRedirect();
+        block->m_session->NoteRedirect(block->m_connection);
     LogStatus(status, block);
     if (status == INTERNET_STATUS_HANDLE_CREATED)
         block->m_handleAnnounced = true;
@@ -133,7 +146,7 @@ void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD 
 }
 
 CRequestBlock::CRequestBlock(CAsyncHttpRequest& requestOwner, std::shared_ptr<CSessionRequests> session)
-    : RequestContext{&requestOwner, nullptr, 0, 0}, m_session(std::move(session))
+    : RequestContext{&requestOwner, nullptr, 0, 0}, m_session(std::move(session)), m_connection(m_session->Connection())
 {
     m_session->Add();
 }

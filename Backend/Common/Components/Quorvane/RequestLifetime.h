@@ -35,11 +35,15 @@ public:
     /// True when no request is left; waits up to `limitMs` for that.
     [[nodiscard]] bool WaitUntilNone(DWORD limitMs) noexcept;
 
-    /// One of the requests was sent elsewhere by the camera; told once.
-    void NoteRedirect() noexcept;
-    [[nodiscard]] bool TakeRedirect() noexcept;
+    /// The requests from now on go through another connection, which nobody has sent elsewhere yet.
+    void BeginConnection() noexcept;
+    unsigned Connection() const noexcept;
+    /// The camera has sent a request of that connection elsewhere. Of no interest once another one has begun.
+    void NoteRedirect(unsigned connection) noexcept;
+    [[nodiscard]] bool IsRedirected() const noexcept;
 
 private:
+    std::atomic<unsigned> m_connection{0};
     std::atomic<bool> m_isRedirected{false};
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_removed = CONDITION_VARIABLE_INIT;
@@ -127,6 +131,7 @@ private:
     std::atomic<bool> m_lentToWinInet{false};
     std::atomic<bool> m_handleAnnounced{false};
     std::shared_ptr<CSessionRequests> m_session;
+    const unsigned m_connection; ///< of the session's, the one that the request goes through
     [[no_unique_address]] Lifetime::CMark m_mark;
 };
 

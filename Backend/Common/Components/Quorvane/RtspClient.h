@@ -29,7 +29,7 @@ enum class RtspClientState
 /// 401): replyMs for the first bytes of the reply, late replies included, and again for each further piece of it, but
 /// not longer than headMs for all pieces of its header block; before that for what CRtspConnection::ConnectToServer
 /// takes, when the tunnel was closed. Closing waits up to turnWaitMs for a beat, then for what closing the tunnel
-/// takes. Hazard: a body whose length was announced is read for as long as pieces of it come in time, up to heldBytes.
+/// takes. Hazard: a body whose length was announced is read for as long as pieces of it come in time, up to textBytes.
 class CRtspClient : public std::enable_shared_from_this<CRtspClient>
 {
 public:

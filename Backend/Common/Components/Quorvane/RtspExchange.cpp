@@ -60,7 +60,7 @@ CRtspExchange::CTurn::~CTurn()
 }
 
 CRtspExchange::CRtspExchange(const RtspLimits& limits) noexcept
-    : m_limits(limits), m_connection(limits.replyMs), m_replies(limits.heldBytes)
+    : m_limits(limits), m_connection(limits.replyMs), m_replies(limits.textBytes)
 {
 }
 
@@ -290,7 +290,7 @@ try
                           CRtspReplyReader::kMaximumHeadBytes, request.method);
     return LogFailure(false, LogLevel::Debug,
                       L"CRtspClient::DoSendRtspRequest, response longer than %d bytes, rtsp command: '%s'",
-                      m_limits.heldBytes, request.method);
+                      m_limits.textBytes, request.method);
 }
 catch (const std::bad_alloc&)
 {

@@ -22,7 +22,7 @@ struct RtspLimits
     DWORD replyMs = CRtspConnection::kTimeLimitMs; ///< for the first bytes of a reply, and for each further piece
     DWORD headMs = 30'000;   ///< for its header block, from the first piece on; then it is taken as it stands
     DWORD turnWaitMs = 5000; ///< for whoever has the turn: a beat that gets no reply, and a bit
-    std::size_t heldBytes = CRtspReplyReader::kMaximumHeldBytes;
+    std::size_t textBytes = CRtspReplyReader::kMaximumTextBytes;
 };
 
 /// Requests and replies through the tunnel to one camera, one exchange at a time: numbers the requests, answers a

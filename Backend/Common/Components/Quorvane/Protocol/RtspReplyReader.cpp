@@ -24,11 +24,12 @@ bool IsNumber(std::string_view text) noexcept
 
 bool CRtspReplyReader::Append(std::string_view data)
 {
-    if (m_buffer.size() + data.size() > m_maximumHeldBytes)
+    if (m_buffer.size() + data.size() > m_maximumTextBytes)
         Compact();
-    if (m_buffer.size() + data.size() > m_maximumHeldBytes)
+    if (m_buffer.size() + data.size() > m_maximumTextBytes)
         return false;
     const std::size_t pieceStart = m_undecided != 0 ? m_undecided : m_buffer.size();
+    TextUtil::GrowFor(m_buffer, m_buffer.size() + data.size());
     m_buffer += data;
     if (m_isTaken)
         DropTakenBefore(pieceStart);
@@ -60,17 +61,47 @@ std::string CRtspReplyReader::TakeReply()
 {
     if (m_isTaken)
         return {};
-    if (!IsComplete())
+    return IsComplete() ? TakeComplete() : TakeUnfinished();
+}
+
+std::string CRtspReplyReader::TakeComplete()
+{
+    const std::size_t end = ReplyEnd();
+    std::string text;
+    if (end - m_start > m_buffer.size() / 2)
+    {
+        // No second copy of a long reply.
+        std::string rest = m_buffer.substr(end);
+        text = std::exchange(m_buffer, std::move(rest));
+        text.resize(end);
+        text.erase(0, m_start);
+        Discard(0);
+    }
+    else
+    {
+        text = m_buffer.substr(m_start, end - m_start);
+        Discard(end);
+    }
+    Advance();
+    return text;
+}
+
+std::string CRtspReplyReader::TakeUnfinished()
+{
+    if (m_bodyStart == 0 || IsHeadTooLong())
     {
         m_isTaken = m_start < m_buffer.size();
         return m_buffer.substr(m_start);
     }
-    const std::size_t end = ReplyEnd();
-    // A long reply is alone there as a rule: no second copy of it.
-    const bool isAlone = m_start == 0 && end == m_buffer.size();
-    std::string text = isAlone ? std::exchange(m_buffer, {}) : m_buffer.substr(m_start, end - m_start);
-    Discard(end);
-    Advance();
+    // Of the body only the length of its rest still counts, and where the header block ends.
+    std::string head = m_buffer.substr(m_start, m_bodyStart - m_start);
+    m_contentLength = ContentLength() - BodyLength();
+    std::string text = std::exchange(m_buffer, std::move(head));
+    text.erase(0, m_start);
+    m_start = 0;
+    m_bodyStart = m_buffer.size();
+    m_scanned = m_bodyStart;
+    m_isTaken = true;
     return text;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -77,6 +79,21 @@ constexpr bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right)
 constexpr bool EqualsIgnoreCase(std::string_view left, std::string_view right) noexcept
 {
     return EqualRangesIgnoreCase(left, right);
+}
+
+/// Room for `countChars`, and to grow on: with its null the text takes the next power of two, so that a limit that is
+/// one is kept by what is allocated, too, and growth copies each character a fixed number of times. (A string grown by
+/// itself goes to twice what it had, whatever the limit.) The old copy beside the new one is at most half as long, if
+/// all of the room came from here. Throws std::bad_alloc; the text stays.
+template <class Char>
+void GrowFor(std::basic_string<Char>& text, std::size_t countChars)
+{
+    if (countChars <= text.capacity())
+        return;
+    std::basic_string<Char> larger;
+    larger.reserve(std::bit_ceil(countChars + 1) - 1);
+    larger.append(text);
+    text.swap(larger);
 }
 
 /// Leading decimal number with optional white space and sign in front; 0 when there is none.
