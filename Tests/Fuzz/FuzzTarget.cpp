@@ -1,5 +1,6 @@
 #include "Fuzz/FuzzTarget.h"
 
+#include "Logging/LogLine.h"
 #include "Logging/OBLogManager.h"
 #include "TextEncoding/Encoding.h"
 
@@ -30,15 +31,23 @@ public:
     {
         return m_sink->countChars;
     }
+    bool IsForged() const noexcept
+    {
+        return m_sink->isForged;
+    }
 
 private:
     struct Sink final : ILogSink
     {
+        /// As the log file gets it.
         void Write(const LogMessage& message) noexcept override
         {
-            countChars += message.text.size();
+            const std::string line = LogLine::Compose(message, {}, 0);
+            countChars += line.size();
+            isForged = isForged || line.find_first_of("\r\n") != line.size() - 1;
         }
         std::size_t countChars = 0;
+        bool isForged = false;
     };
     const std::shared_ptr<Sink> m_sink = std::make_shared<Sink>();
 };
@@ -62,6 +71,7 @@ void CFuzzTarget::Run(std::string_view input) const
     const CLogMeter log;
     m_function({copy.get(), input.size()});
     Fuzz::Require(log.CountChars() <= kLogCharsPerByte * (input.size() + 1), "the log grows no faster than the input");
+    Fuzz::Require(!log.IsForged(), "a message is one line of the log");
 }
 
 const std::vector<const CFuzzTarget*>& CFuzzTarget::All()

@@ -21,8 +21,8 @@ public:
         return m_name;
     }
     /// Feeds the input, in a block of exactly its length, so that a read beyond it shows; with all of the log on.
-    /// Throws std::logic_error when a promise is broken, this one among them: what is logged grows no faster than the
-    /// input.
+    /// Throws std::logic_error when a promise is broken, these among them: what is logged, as the log file gets it,
+    /// grows no faster than the input, and each message is one line.
     void Run(std::string_view input) const;
 
     /// Those that are linked into this program.

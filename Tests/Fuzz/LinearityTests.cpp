@@ -1,5 +1,7 @@
 #include "IPELAFilters/NalBitStream.h"
 #include "IPELAFilters/SpsInfo.h"
+#include "Logging/LogLine.h"
+#include "Logging/OBLogManager.h"
 #include "Protocol/AuthenticateResponse.h"
 #include "Protocol/AxisReply.h"
 #include "Protocol/Base64.h"
@@ -27,7 +29,7 @@ namespace
 {
 using Parse = void (*)(const std::string& text);
 
-/// An input of any length: `piece` over and over behind `head`.
+/// An input of any length: `piece` over and over behind `head`. A '#' in it becomes a number that counts the pieces.
 struct Shape
 {
     const char* parser;
@@ -41,8 +43,13 @@ struct Shape
 std::string Make(const Shape& shape, std::size_t lengthBytes)
 {
     std::string text = shape.head;
-    while (text.size() < lengthBytes)
+    const std::size_t number = shape.piece.find('#');
+    for (std::size_t count = 0; text.size() < lengthBytes; ++count)
+    {
         text += shape.piece;
+        if (number != std::string::npos)
+            text.replace(text.size() - shape.piece.size() + number, 1, std::to_string(count));
+    }
     text.resize(lengthBytes);
     return text;
 }
@@ -201,6 +208,26 @@ void DropByteByByte(const std::string& text)
     }
 }
 
+void ConvertText(const std::string& text)
+{
+    const CUTF8Encoding utf8;
+    utf8.EncodeString(utf8.DecodeString(text));
+    const CIso88591Encoding latin1;
+    latin1.EncodeString(latin1.DecodeString(text));
+}
+
+/// As one text of a message, of which a part is written, and as a message of its own.
+void ComposeLine(const std::string& text)
+{
+    LogMessage message{L"", LogLevel::Debug, "", 0, {}};
+    for (const std::wstring& each :
+         {COBLogManager::FormatStr(L"answer: '%s'", text), std::wstring(text.begin(), text.end())})
+    {
+        message.text = each;
+        LogLine::Compose(message, {}, 0);
+    }
+}
+
 const std::string kReply = "RTSP/1.0 200 OK\r\nCSeq: 1\r\n";
 const std::string kLongBody = kReply + "Content-Length: 9999999\r\n\r\n";
 constexpr std::size_t kDescriptionBytes = CSessionDescription::kMaximumTextBytes;
@@ -236,6 +263,7 @@ const Shape kShapes[] = {
     {"RTSP reply", "the same header again and again", ParseResponse, kReply, "A: b\r\n"},
     {"RTSP reply", "almost blank lines", ParseResponse, kReply, "\r\r\n"},
     {"RTSP reply", "returns", ParseResponse, kReply, "\r"},
+    {"RTSP reply", "headers of many names", ParseResponse, kReply, "A#:b\r\n", CRtspReplyReader::kMaximumHeadBytes},
     {"RTSP header values", "separators", ParseHeaderValues, "", ";,"},
     {"RTSP header values", "items", ParseHeaderValues, "RTP/AVP", ";seq=1"},
     {"RTSP header values", "equals signs", ParseHeaderValues, "url", "="},
@@ -247,6 +275,8 @@ const Shape kShapes[] = {
     {"RTSP replies", "many byte by byte", ReadByteByByte, "", kReply + "\r\n"},
     {"RTSP replies", "rest of a body byte by byte", DropByteByByte, kLongBody, "x"},
     {"RTSP replies", "beginnings of replies byte by byte", DropByteByByte, kLongBody, "RTSP/1.0"},
+    {"text encoding", "sequences that are cut", ConvertText, "", "\xF0\x9F\xC3"},
+    {"log line", "line ends", ComposeLine, "", "\r\n"},
 };
 } // namespace
 

@@ -2,7 +2,7 @@
 
 #include "Protocol/Log.h"
 #include "Protocol/MediaFormats.h"
-#include "Protocol/TextUtil.h"
+#include "Protocol/UrlCombining.h"
 #include "RtspSessionManager.h"
 #include "TextEncoding/Encoding.h"
 #include "Win32/ComMemory.h"
@@ -27,20 +27,6 @@ std::wstring Widen(std::string_view text)
 std::string Narrow(const BSTR text)
 {
     return text != nullptr ? CUTF8Encoding().EncodeString(text) : std::string();
-}
-
-/// How long a URL may become when all of it is escaped that a function might escape.
-std::size_t LongestEscapedLength(std::string_view url) noexcept
-{
-    constexpr std::string_view kNeverEscaped = "-._~/:?=";
-    std::size_t length = 0;
-    for (const char each : url)
-    {
-        const bool isPlain = TextUtil::IsDigit(each) || (each >= 'a' && each <= 'z') || (each >= 'A' && each <= 'Z') ||
-                             kNeverEscaped.find(each) != std::string_view::npos;
-        length += isPlain ? 1 : std::string_view("%41").size();
-    }
-    return length;
 }
 
 /// Null for an empty text.
@@ -320,9 +306,8 @@ std::string CCgiCommandRtsp::MakeAbsolute(std::string_view control, const CSessi
 std::string CCgiCommandRtsp::CombineUrl(const std::string& base, const std::string& relative)
 {
     std::string url;
-    // The function works in fixed room of its own, with what it escapes written as three characters, and does not say
-    // in every system what becomes of longer URLs; Wine 8 writes past the end.
-    if (LongestEscapedLength(base) + LongestEscapedLength(relative) < INTERNET_MAX_URL_LENGTH)
+    static_assert(UrlCombining::kRoomChars == INTERNET_MAX_URL_LENGTH);
+    if (UrlCombining::IsWithinRoom(base, relative))
     {
         DWORD lengthChars = 0;
         // Fails, and reports the room that it needs, the terminating null included.
