@@ -32,8 +32,9 @@ public:
     [[nodiscard]] bool ConnectToServer(const wchar_t* server, WORD port, const std::wstring& path,
                                        const std::wstring& user, const std::wstring& password) noexcept;
 
-    /// `text` is a complete RTSP request, UTF-8. Blocks up to CAsyncHttpRequestStream::kSendLimitMs while the POST is
-    /// still being connected, and for as long as WinInet needs to take the bytes.
+    /// `text` is a complete RTSP request, UTF-8. Blocks up to CAsyncHttpRequestStreamPost::kSendLimitMs while the POST
+    /// is still being connected; and up to half a second more than that until WinInet, whose limit for sending that is,
+    /// has taken the bytes.
     [[nodiscard]] bool SendRequest(std::string_view text) noexcept;
 
     /// Waits for data on the GET and returns what is there: perhaps a part of a reply, perhaps more than one, nothing
