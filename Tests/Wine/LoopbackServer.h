@@ -11,8 +11,8 @@
 #include <thread>
 
 /// Answers the requests on a port of the loopback that the system chooses. The answer is made of the request's head and
-/// its number, from 0 on, on a thread of the connection's own; an empty one closes the connection, and
-/// what is behind a NUL goes out by itself, a moment later.
+/// its number, from 0 on, on a thread of the connection's own; an empty one closes the connection, and what is behind a
+/// NUL goes out with SendRest.
 /// Lives until the process ends, as its threads do.
 class CLoopbackServer
 {
@@ -42,9 +42,16 @@ public:
     bool WaitForRequests(int count, DWORD limitMs) const
     {
         const DWORD startTick = ::GetTickCount();
-        while (m_requests < count && ::GetTickCount() - startTick < limitMs)
-            ::Sleep(5);
+        for (DWORD elapsedMs = 0; m_requests < count && elapsedMs < limitMs; elapsedMs = ::GetTickCount() - startTick)
+            ::WaitForSingleObject(m_arrived, limitMs - elapsedMs);
         return m_requests >= count;
+    }
+
+    /// What is behind the NUL of an answer; returns when it is sent.
+    void SendRest()
+    {
+        ::SetEvent(m_restWanted);
+        ::WaitForSingleObject(m_restSent, kRestLimitMs);
     }
 
 private:
@@ -83,12 +90,14 @@ private:
             if (!head.ends_with("\r\n\r\n"))
                 break;
             answer = m_reply(head, m_requests++);
+            ::SetEvent(m_arrived);
             const std::size_t atOnce = std::min(answer.find('\0'), answer.size());
             Send(connection, answer.substr(0, atOnce));
             if (atOnce == answer.size())
                 continue;
-            ::Sleep(200);
+            ::WaitForSingleObject(m_restWanted, kRestLimitMs);
             Send(connection, answer.substr(atOnce + 1));
+            ::SetEvent(m_restSent);
         } while (!answer.empty());
         ::closesocket(connection);
     }
@@ -100,6 +109,10 @@ private:
 
     const Reply m_reply;
     const SOCKET m_listener = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    static constexpr DWORD kRestLimitMs = 10'000;
+    const HANDLE m_arrived = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE m_restWanted = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE m_restSent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
     unsigned short m_port = 0;
     std::atomic<int> m_requests{0};
     std::atomic<int> m_connections{0};
