@@ -1,9 +1,11 @@
 #pragma once
 
+#include <vector>
+
 struct MatrixTable;
 
-/// A table whose methods fail on purpose, each in one way: proof that the program sees it.
+/// Tables whose methods fail on purpose, each in one way: proof that the program sees it.
 namespace BrokenTable
 {
-MatrixTable Make();
+std::vector<MatrixTable> Make();
 }

@@ -22,39 +22,78 @@ struct CellResult
     HRESULT hr = S_OK;
     DWORD tookMs = 0;
     DWORD limitMs = 0;
-    Usage before;
-    Usage after;           ///< when it had settled
+    Usage before = {};
+    Usage after = {};      ///< when it had settled
     unsigned recovery = 0; ///< the call that went well again, from 1; kNotRecovered
+    unsigned runs = 1;     ///< tries that it took
+    DWORD releaseMs = 0;   ///< of the object, where the cell has one of its own
+    DWORD releaseLimitMs = 0;
+    bool isDelivered = false; ///< the camera has misbehaved
+    bool isWrong = false;     ///< the method may not return that
 
     static constexpr unsigned kNotRecovered = 99;
 
     /// The same cell once more, which has to recover each time.
     void JoinLater(const CellResult& later) noexcept
     {
-        const unsigned earlier = recovery;
+        const CellResult earlier = *this;
         *this = later;
-        recovery = std::max(recovery, earlier);
+        recovery = std::max(recovery, earlier.recovery);
+        runs = earlier.runs + 1;
     }
 
-    bool IsCrashed() const noexcept
+    constexpr bool IsCrashed() const noexcept
     {
         return exitCode != 0;
     }
-    bool IsOverLimit() const noexcept
+    constexpr bool IsOverLimit() const noexcept
     {
-        return tookMs > limitMs;
+        return tookMs > limitMs || releaseMs > releaseLimitMs;
     }
-    bool IsLeaked() const noexcept
+    constexpr bool IsLeaked() const noexcept
     {
         return after.handles > before.handles || after.threads > before.threads;
     }
-    bool IsNotRecovered() const noexcept
+    constexpr bool IsNotRecovered() const noexcept
     {
         return recovery == kNotRecovered;
     }
-    bool IsGood() const noexcept
+    constexpr bool IsUndelivered() const noexcept
     {
-        return isRun && !IsCrashed() && !IsOverLimit() && !IsLeaked() && !IsNotRecovered();
+        return isRun && !IsCrashed() && !isDelivered;
+    }
+    constexpr bool IsGood() const noexcept
+    {
+        return isRun && !IsCrashed() && !IsOverLimit() && !IsLeaked() && !IsNotRecovered() && isDelivered && !isWrong;
+    }
+    /// A busy machine may have done it, or something of the system's that comes once.
+    constexpr bool DeservesAnotherTry() const noexcept
+    {
+        return isDelivered && !isWrong && !IsNotRecovered() && (IsOverLimit() || IsLeaked());
+    }
+};
+
+/// What a process had before its first cell, and has behind its last: a leak too slow for a single cell.
+struct ProcessUsage
+{
+    Usage first = {};
+    Usage last = {};
+
+    /// What the system keeps once it has been needed. A leak in each cell, or in each of a method, is more.
+    static constexpr int kMayGrowHandles = 16;
+    static constexpr int kMayGrowThreads = 4;
+
+    constexpr int GrownHandles() const noexcept
+    {
+        return static_cast<int>(last.handles) - static_cast<int>(first.handles);
+    }
+    constexpr int GrownThreads() const noexcept
+    {
+        return static_cast<int>(last.threads) - static_cast<int>(first.threads);
+    }
+    constexpr bool IsGrown() const noexcept
+    {
+        return GrownHandles() > kMayGrowHandles || GrownThreads() > kMayGrowThreads;
     }
 };
 
@@ -64,12 +103,15 @@ namespace CellProtocol
 /// Before a cell: nothing more is to be expected from it after that time.
 std::string Begin(std::size_t cell, DWORD deadlineMs);
 std::string End(std::size_t cell, const CellResult& result);
+/// Behind the last cell.
+std::string Process(const ProcessUsage& usage);
 
 struct Line
 {
     std::size_t cell = 0;
     DWORD deadlineMs = 0;             ///< of a beginning
     std::optional<CellResult> result; ///< of an end
+    std::optional<ProcessUsage> process;
 };
 /// Nothing for any other text.
 std::optional<Line> Parse(const std::string& line);

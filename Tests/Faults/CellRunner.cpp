@@ -1,5 +1,6 @@
 #include "Tests/Faults/CellRunner.h"
 
+#include "Tests/Faults/Judge.h"
 #include "Tests/Faults/TimeLimits.h"
 #include "Tests/Support/HandleCount.h"
 #include "Win32/Handles.h"
@@ -59,7 +60,7 @@ bool WaitFor(Condition condition, DWORD limitMs)
 
 DWORD SettleMs(const Cell& cell)
 {
-    return cell.method->spoiled == kCgi ? kSettleMs : kSettleRtspMs;
+    return cell.method->IsRtsp() ? kSettleRtspMs : kSettleMs;
 }
 
 DWORD MsSince(std::chrono::steady_clock::time_point start)
@@ -91,14 +92,9 @@ DWORD CCellRunner::DeadlineMs(const Cell& cell)
 
 CellResult CCellRunner::Run(const Cell& cell)
 {
-    CellResult result;
-    for (unsigned run = 1; run <= kRuns; ++run)
-    {
-        const CellResult last = RunOnce(cell, run < kRuns ? kShortSettleMs : SettleMs(cell));
-        result.JoinLater(last);
-        if (!last.IsLeaked() && !last.IsOverLimit())
-            break;
-    }
+    CellResult result = RunOnce(cell, kShortSettleMs);
+    while (result.DeservesAnotherTry() && result.runs < kRuns)
+        result.JoinLater(RunOnce(cell, result.runs + 1 < kRuns ? kShortSettleMs : SettleMs(cell)));
     return result;
 }
 
@@ -118,6 +114,7 @@ CellResult CCellRunner::RunOnce(const Cell& cell, DWORD settleMs)
     CellResult result;
     result.isRun = true;
     result.limitMs = TimeLimits::Of(cell);
+    result.releaseLimitMs = TimeLimits::kReleaseMs;
     result.before = m_usage;
     if (hasOwnObject && !Reach(cell.method->stage))
         throw std::runtime_error("a camera that behaves cannot be brought to the method's stage");
@@ -127,14 +124,26 @@ CellResult CCellRunner::RunOnce(const Cell& cell, DWORD settleMs)
     const auto start = std::chrono::steady_clock::now();
     result.hr = cell.method->call(m_client);
     result.tookMs = MsSince(start);
+    result.isWrong = !Judge::MayReturn(cell, result.hr);
     m_settings.LimitRequests(TimeLimits::kWellRequestMs);
+    result.isDelivered = IsDelivered(cell);
     BehaveAgain(cell);
     result.recovery = Recover(cell);
     if (hasOwnObject)
+    {
+        const auto releaseStart = std::chrono::steady_clock::now();
         m_client.command.reset();
+        result.releaseMs = MsSince(releaseStart);
+    }
     m_usage = TidyUsage(&result.before, settleMs);
     result.after = m_usage;
     return result;
+}
+
+ProcessUsage CCellRunner::Finish()
+{
+    m_client.command.reset();
+    return {m_firstUsage, TidyUsage(&m_firstUsage, kSettleMs)};
 }
 
 /// What is left when it is no more than wanted, or the time is over.
@@ -190,7 +199,8 @@ void CCellRunner::UseCamera(const MatrixTable& table)
     if (m_bystander.command->CloseConnection() != S_OK || Methods::Open(m_bystander) != S_OK ||
         !Reach(Stage::Connected))
         throw std::runtime_error("the bystander cannot be connected");
-    m_usage = TidyUsage(nullptr, 0);
+    m_client.command.reset();
+    m_usage = m_firstUsage = TidyUsage(nullptr, 0);
 }
 
 void CCellRunner::Misbehave(const Cell& cell)
@@ -198,11 +208,12 @@ void CCellRunner::Misbehave(const Cell& cell)
     const Misbehaviour& row = *cell.row;
     if (row.faults.empty())
         m_camera->Stop();
-    for (const std::string& text : row.faults)
+    for (std::size_t i = 0; i < row.faults.size(); ++i)
     {
         // Not as part of the text, in which the path would be looked for.
-        Fault fault = FaultText::Parse(text);
+        Fault fault = FaultText::Parse(row.faults[i]);
         fault.path = cell.method->path;
+        fault.skip = row.inTurn ? static_cast<unsigned>(i) : 0;
         if (row.header != nullptr)
         {
             const std::string header = row.header;
@@ -211,6 +222,19 @@ void CCellRunner::Misbehave(const Cell& cell)
         }
         m_camera->AddFault(fault);
     }
+}
+
+/// Each of the faults has hit a request. A closed port and a method without a request leave nothing to look for.
+bool CCellRunner::IsDelivered(const Cell& cell) const
+{
+    const std::vector<JournalEntry> journal = m_camera->Journal();
+    const auto hasHit = [&](const std::string& text) {
+        const std::string name(FaultText::Name(FaultText::Parse(text).kind));
+        return std::any_of(journal.begin(), journal.end(), [&](const JournalEntry& entry) {
+            return std::find(entry.faults.begin(), entry.faults.end(), name) != entry.faults.end();
+        });
+    };
+    return !cell.method->SendsRequests() || std::all_of(cell.row->faults.begin(), cell.row->faults.end(), hasHit);
 }
 
 void CCellRunner::BehaveAgain(const Cell& cell)
@@ -264,6 +288,8 @@ bool CCellRunner::Reach(Stage stage)
 /// As a client would begin again with the object that it has.
 bool CCellRunner::WorksFromTheStart(Stage stage)
 {
+    if (!m_client.command)
+        Create();
     if (stage == Stage::Connected && m_isConnected)
         return true;
     if (stage == Stage::Connected)
@@ -277,13 +303,15 @@ bool CCellRunner::WorksFromTheStart(Stage stage)
 }
 
 /// The same call on the same object; RTSP, where the camera may have forgotten the session, begins again first when
-/// the call alone does not do. Which call went well, or kNotRecovered.
+/// the call alone does not do, and so does a method that releases the object, with another one. Which call went well,
+/// or kNotRecovered.
 unsigned CCellRunner::Recover(const Cell& cell)
 {
-    const bool isRtsp = cell.method->spoiled != kCgi;
+    const bool isRtsp = cell.method->IsRtsp();
     for (unsigned i = 1; i <= kTries; ++i)
     {
-        if (isRtsp && i > 1 && cell.method->stage != Stage::Open && !WorksFromTheStart(cell.method->stage))
+        const bool beginsAgain = isRtsp && (i > 1 || !m_client.command);
+        if (beginsAgain && cell.method->stage != Stage::Open && !WorksFromTheStart(cell.method->stage))
             continue;
         const HRESULT hr = cell.method->call(m_client);
         if (hr != cell.method->well)

@@ -22,6 +22,9 @@ public:
 
     CellResult Run(const Cell& cell);
 
+    /// Behind the last cell.
+    ProcessUsage Finish();
+
     /// How long Run may take with everything that goes with the call: after that it hangs.
     static DWORD DeadlineMs(const Cell& cell);
 
@@ -29,6 +32,7 @@ private:
     CellResult RunOnce(const Cell& cell, DWORD settleMs);
     void UseCamera(const MatrixTable& table);
     void Misbehave(const Cell& cell);
+    bool IsDelivered(const Cell& cell) const;
     void BehaveAgain(const Cell& cell);
     void AwaitFirst(const Cell& cell) const;
     Usage TidyUsage(const Usage* wanted, DWORD limitMs);
@@ -45,4 +49,5 @@ private:
     Client m_client;
     bool m_isConnected = false;
     Usage m_usage; ///< behind the last cell
+    Usage m_firstUsage;
 };

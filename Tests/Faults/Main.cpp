@@ -6,6 +6,7 @@
 #include "Tests/Faults/MatrixRunner.h"
 #include "Tests/Faults/PrivateSettings.h"
 #include "Tests/Faults/Report.h"
+#include "Tests/Faults/Totals.h"
 #include "Tests/Support/ComponentLibrary.h"
 
 #include <windows.h>
@@ -85,6 +86,7 @@ int RunCells(const Options& options, const std::vector<Cell>& cells)
         const CellResult result = runner.Run(cells[i]);
         std::cout << CellProtocol::End(i, result) << std::endl;
     }
+    std::cout << CellProtocol::Process(runner.Finish()) << std::endl;
     return 0;
 }
 
@@ -120,7 +122,9 @@ std::wstring ChildOptions(const Options& options)
 int RunAll(const Options& options, const std::vector<Cell>& cells)
 {
     const CSurroundings surroundings;
-    const std::vector<CellResult> results = CMatrixRunner(cells, ChildOptions(options)).Run(options.processes);
+    CMatrixRunner runner(cells, ChildOptions(options));
+    runner.Run(options.processes);
+    const std::vector<CellResult>& results = runner.Results();
     Report::WriteTables(std::cout, cells, results);
     std::cout << '\n';
     Report::WriteFailures(std::cout, cells, results);
@@ -131,7 +135,9 @@ int RunAll(const Options& options, const std::vector<Cell>& cells)
         if (!file.flush())
             throw std::runtime_error("\"" + options.jsonFile + "\" cannot be written");
     }
-    return Report::WriteVerdict(std::cout, results) ? 0 : 1;
+    const bool isGood = Totals::WriteVerdict(std::cout, cells, results);
+    Totals::WriteEffort(std::cout, results);
+    return Totals::WriteProcesses(std::cout, runner.Processes()) && isGood ? 0 : 1;
 }
 } // namespace
 

@@ -5,7 +5,7 @@
 std::vector<MatrixTable> Matrix::Tables(bool isBroken)
 {
     if (isBroken)
-        return {BrokenTable::Make()};
+        return BrokenTable::Make();
     const std::vector<Misbehaviour> rows = Misbehaviours::All();
     return {{"IPELA", "SNC-EP580", rows, Methods::OfIpela()},
             {"Axis, CGI", "AXIS P5635-E", rows, Methods::OfAxis()},

@@ -26,7 +26,7 @@ struct Cell
 
 namespace Matrix
 {
-/// Every table. The broken one instead has a method for every way in which a cell can fail; it tests the program.
+/// Every table. The broken ones instead have a method for every way in which a cell can fail; they test the program.
 std::vector<MatrixTable> Tables(bool isBroken);
 
 /// All cells in their order, those left out for which a misbehaviour means nothing. Names must contain `part`.

@@ -20,7 +20,7 @@ CMatrixRunner::CMatrixRunner(const std::vector<Cell>& cells, std::wstring childO
 {
 }
 
-std::vector<CellResult> CMatrixRunner::Run(unsigned processes)
+void CMatrixRunner::Run(unsigned processes)
 {
     const std::vector<Range> ranges = Ranges();
     std::atomic<std::size_t> next{0};
@@ -38,7 +38,6 @@ std::vector<CellResult> CMatrixRunner::Run(unsigned processes)
     }
     for (std::thread& thread : threads)
         thread.join();
-    return m_results;
 }
 
 std::vector<CMatrixRunner::Range> CMatrixRunner::Ranges() const
@@ -70,6 +69,12 @@ std::size_t CMatrixRunner::RunProcess(Range range)
     while (const auto text = process.NextLine())
     {
         const auto line = CellProtocol::Parse(*text);
+        if (line && line->process)
+        {
+            const std::lock_guard lock(m_lock);
+            m_processes.push_back(*line->process);
+            continue;
+        }
         if (!line || line->cell < range.begin || line->cell >= range.end)
             continue;
         isInCell = !line->result;

@@ -3,6 +3,7 @@
 #include "Tests/Faults/CellResult.h"
 #include "Tests/Faults/Matrix.h"
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,18 @@ public:
     /// `childOptions` makes a process see the same cells.
     CMatrixRunner(const std::vector<Cell>& cells, std::wstring childOptions);
 
-    std::vector<CellResult> Run(unsigned processes);
+    /// Once.
+    void Run(unsigned processes);
+
+    const std::vector<CellResult>& Results() const noexcept
+    {
+        return m_results;
+    }
+    /// Of the processes that came to their end.
+    const std::vector<ProcessUsage>& Processes() const noexcept
+    {
+        return m_processes;
+    }
 
 private:
     struct Range
@@ -31,4 +43,6 @@ private:
     const std::vector<Cell>& m_cells;
     const std::wstring m_childOptions;
     std::vector<CellResult> m_results; ///< each written by the one thread that has its range
+    std::mutex m_lock;
+    std::vector<ProcessUsage> m_processes; ///< under the lock
 };

@@ -33,6 +33,16 @@ struct Cost
     unsigned tunnels = 0;       ///< opened by the method itself
     unsigned rtspExchanges = 0; ///< each may reopen the tunnel
     bool closes = false;        ///< waits for what dies
+
+    bool operator==(const Cost&) const = default;
+};
+
+/// What the result of a method tells.
+enum class Tells
+{
+    Reply,   ///< what became of the request that is spoiled
+    Another, ///< what became of a later request
+    Nothing  ///< it is the same whatever the camera does
 };
 
 /// One method of the interface, spoiled at one of the requests that it makes. Data, but for the call itself.
@@ -40,13 +50,23 @@ struct Method
 {
     const char* name;
     const char* column; ///< methods that send the same request stand together
-    Spoiled spoiled;
+    unsigned spoiled;
     const char* path; ///< of the requests that are spoiled, as the simulator's faults name it
     Stage stage;
     Cost cost;
-    HRESULT (*call)(const Client& client);
+    HRESULT (*call)(Client& client);
     HRESULT well = S_OK;                 ///< from a camera that behaves
     const char* firstWaitsFor = nullptr; ///< begins a request that must have come before the call
+    Tells tells = Tells::Reply;
+
+    bool SendsRequests() const noexcept
+    {
+        return cost != Cost{};
+    }
+    bool IsRtsp() const noexcept
+    {
+        return (spoiled & kCgi) == 0;
+    }
 };
 
 namespace Methods
@@ -57,7 +77,7 @@ std::vector<Method> OfIpela();
 std::vector<Method> OfAxis();
 std::vector<Method> OfAxisRtsp();
 
-HRESULT Open(const Client& client);
-HRESULT SetupVideo(const Client& client);
-HRESULT StartVideo(const Client& client);
+HRESULT Open(Client& client);
+HRESULT SetupVideo(Client& client);
+HRESULT StartVideo(Client& client);
 } // namespace Methods

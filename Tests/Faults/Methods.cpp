@@ -7,7 +7,7 @@
 namespace
 {
 // What a method hands out belongs to the caller.
-HRESULT GetCameraSettings(const Client& client)
+HRESULT GetCameraSettings(Client& client)
 {
     CameraSettings settings = {};
     const HRESULT hr = client.command->GetCameraSettings(&settings);
@@ -15,7 +15,7 @@ HRESULT GetCameraSettings(const Client& client)
     return hr;
 }
 
-HRESULT GetCameraSettings2(const Client& client)
+HRESULT GetCameraSettings2(Client& client)
 {
     CameraSettings2 settings = {};
     const HRESULT hr = client.command->GetCameraSettings2(&settings);
@@ -23,7 +23,7 @@ HRESULT GetCameraSettings2(const Client& client)
     return hr;
 }
 
-HRESULT GetCameraSettings3(const Client& client)
+HRESULT GetCameraSettings3(Client& client)
 {
     CameraSettings3 settings = {};
     const HRESULT hr = client.command->GetCameraSettings3(&settings);
@@ -31,13 +31,13 @@ HRESULT GetCameraSettings3(const Client& client)
     return hr;
 }
 
-HRESULT GetCameraImageSize(const Client& client)
+HRESULT GetCameraImageSize(Client& client)
 {
     ImageSize2 size = {};
     return client.command->GetCameraImageSize(&size);
 }
 
-HRESULT SetupTransport(const Client& client, LONG streamId)
+HRESULT SetupTransport(Client& client, LONG streamId)
 {
     TransportParameters transport = {};
     transport.Protocol = MakeBstr(L"RTP/AVP").release();
@@ -48,12 +48,12 @@ HRESULT SetupTransport(const Client& client, LONG streamId)
     return hr;
 }
 
-HRESULT SetupAudio(const Client& client)
+HRESULT SetupAudio(Client& client)
 {
     return SetupTransport(client, 1);
 }
 
-HRESULT GetH264Parameters(const Client& client)
+HRESULT GetH264Parameters(Client& client)
 {
     H264Parameters parameters = {};
     const HRESULT hr = client.command->GetH264Parameters(&parameters);
@@ -62,150 +62,167 @@ HRESULT GetH264Parameters(const Client& client)
     return hr;
 }
 
-HRESULT GetSupportedImageSizes(const Client& client)
+HRESULT GetSupportedImageSizes(Client& client)
 {
     CTaskMemory<ImageSize> sizes;
     long count = 0;
     return client.command->GetSupportedImageSizes(sizes.put(), &count);
 }
 
-HRESULT GetSupportedImageSizes2(const Client& client)
+HRESULT GetSupportedImageSizes2(Client& client)
 {
     CTaskMemory<ImageSize2> sizes;
     long count = 0;
     return client.command->GetSupportedImageSizes2(sizes.put(), &count);
 }
 
-HRESULT GetSupportedFrameRates(const Client& client)
+HRESULT GetSupportedFrameRates(Client& client)
 {
     CTaskMemory<long> rates;
     long count = 0;
     return client.command->GetSupportedFrameRates(rates.put(), &count);
 }
 
-HRESULT ConnectToRtspServer(const Client& client)
+HRESULT ConnectToRtspServer(Client& client)
 {
     return client.command->ConnectToRtspServer(TRUE);
 }
 
 /// Whether the POST works shows with the first request that goes through it.
-HRESULT ConnectAndSetUp(const Client& client)
+HRESULT ConnectAndSetUp(Client& client)
 {
     const HRESULT hr = ConnectToRtspServer(client);
     return hr == S_OK ? Methods::SetupVideo(client) : hr;
 }
 
-/// While the request that was given up is still dying.
-HRESULT GiveUpCloseAndOpen(const Client& client)
+/// Sends nothing itself: it waits for what is under way and for the tunnel's end.
+HRESULT CloseAndOpen(Client& client)
 {
-    static_cast<void>(client.command->SetAudioInVolume(1));
     const HRESULT hr = client.command->CloseConnection();
     return hr == S_OK ? Methods::Open(client) : hr;
 }
 
-HRESULT IsConnected(const Client& client)
+HRESULT Release(Client& client)
+{
+    return client.command.release()->Release() == 0 ? S_OK : E_UNEXPECTED;
+}
+
+/// While the request that was given up is still dying.
+HRESULT GiveUpCloseAndOpen(Client& client)
+{
+    static_cast<void>(client.command->SetAudioInVolume(1));
+    return CloseAndOpen(client);
+}
+
+HRESULT IsConnected(Client& client)
 {
     return client.command->IsConnected();
 }
 
-HRESULT ConnectToCamera(const Client& client)
+HRESULT ConnectToCamera(Client& client)
 {
     return client.command->ConnectToCamera();
 }
 
-HRESULT IsImageSizeSupported(const Client& client)
+HRESULT IsImageSizeSupported(Client& client)
 {
     return client.command->IsImageSizeSupported(1, 1, 1);
 }
 
-HRESULT IsImageSizeSupported2(const Client& client)
+HRESULT IsImageSizeSupported2(Client& client)
 {
     return client.command->IsImageSizeSupported2(1280, 720, 30, VC_H264);
 }
 
-HRESULT SetImageSizeOfIpela(const Client& client)
+HRESULT SetImageSizeOfIpela(Client& client)
 {
     return client.command->SetImageSize(1280, 720, 15);
 }
 
-HRESULT SetImageSizeOfAxis(const Client& client)
+HRESULT SetImageSizeOfAxis(Client& client)
 {
     return client.command->SetImageSize2(480, 270, 15, VC_H264);
 }
 
-HRESULT SetImageSize2OfIpela(const Client& client)
+HRESULT SetImageSize2OfIpela(Client& client)
 {
     return client.command->SetImageSize2(1280, 720, 15, VC_H264);
 }
 
-HRESULT SetMpeg4SizeOfAxis(const Client& client)
+HRESULT SetMpeg4SizeOfAxis(Client& client)
 {
     return client.command->SetImageSize(480, 270, 15);
 }
 
-HRESULT SetBitRate(const Client& client)
+HRESULT SetBitRate(Client& client)
 {
     return client.command->SetBitRate(512);
 }
 
-HRESULT SetAudioInVolume(const Client& client)
+HRESULT SetAudioInVolume(Client& client)
 {
     return client.command->SetAudioInVolume(3);
 }
 
-HRESULT SendPTZCommand(const Client& client)
+HRESULT SendPTZCommand(Client& client)
 {
     return client.command->SendPTZCommand(PTZ_LEFT, PT_10);
 }
 
-HRESULT SendPTZAreaZoomCommand(const Client& client)
+HRESULT SendPTZAreaZoomCommand(Client& client)
 {
     return client.command->SendPTZAreaZoomCommand(10, 10, 20, 20);
 }
 
-HRESULT SendPTZStartCommand(const Client& client)
+HRESULT SendPTZStartCommand(Client& client)
 {
     return client.command->SendPTZStartCommand(PTZ_UPPER, 10);
 }
 
-HRESULT SendPTZStopCommand(const Client& client)
+HRESULT SendPTZStopCommand(Client& client)
 {
     return client.command->SendPTZStopCommand(PTZ_UPPER);
 }
 
-HRESULT StartMpeg4Video(const Client& client)
+HRESULT StartMpeg4Video(Client& client)
 {
     return client.command->StartMpeg4Video();
 }
 
-HRESULT StartAudio(const Client& client)
+HRESULT StartAudio(Client& client)
 {
     return client.command->StartAudio();
 }
 
-HRESULT StartAudio2(const Client& client)
+HRESULT StartAudio2(Client& client)
 {
     return client.command->StartAudio2(FALSE, Methods::kUdpPort);
 }
 
-HRESULT PauseStreaming(const Client& client)
+HRESULT PauseStreaming(Client& client)
 {
     return client.command->PauseStreaming();
 }
 
-HRESULT StopStreaming(const Client& client)
+HRESULT StopStreaming(Client& client)
 {
     return client.command->StopStreaming();
 }
 
+HRESULT StopAndRelease(Client& client)
+{
+    static_cast<void>(StopStreaming(client));
+    return Release(client);
+}
+
 struct Answer
 {
-    HRESULT (*call)(const Client& client);
+    HRESULT (*call)(Client& client);
     HRESULT expected;
 };
 
 /// S_OK, or the first answer that is another than expected.
-HRESULT AnswerAlone(const Client& client, std::initializer_list<Answer> answers)
+HRESULT AnswerAlone(Client& client, std::initializer_list<Answer> answers)
 {
     for (const Answer& answer : answers)
     {
@@ -215,7 +232,7 @@ HRESULT AnswerAlone(const Client& client, std::initializer_list<Answer> answers)
     return S_OK;
 }
 
-HRESULT AnswerAloneAsIpela(const Client& client)
+HRESULT AnswerAloneAsIpela(Client& client)
 {
     return AnswerAlone(client, {{&IsConnected, S_OK},
                                 {&GetSupportedImageSizes, S_OK},
@@ -229,7 +246,7 @@ HRESULT AnswerAloneAsIpela(const Client& client)
                                 {&ConnectToRtspServer, S_FALSE}});
 }
 
-HRESULT AnswerAloneAsAxis(const Client& client)
+HRESULT AnswerAloneAsAxis(Client& client)
 {
     return AnswerAlone(client, {{&IsConnected, S_OK},
                                 {&GetSupportedImageSizes, S_OK},
@@ -255,31 +272,54 @@ constexpr Cost Exchanges(unsigned count)
     return {.rtspExchanges = count};
 }
 
-Method ByCgi(const char* name, const char* column, Cost cost, HRESULT (*call)(const Client&), HRESULT well = S_OK,
+Method ByCgi(const char* name, const char* column, Cost cost, HRESULT (*call)(Client&), HRESULT well = S_OK,
              Stage stage = Stage::Connected)
 {
     return {name, column, kCgi, "", stage, cost, call, well};
 }
 
-Method ByRtsp(const char* name, const char* column, const char* path, Stage stage, Cost cost,
-              HRESULT (*call)(const Client&))
+/// Its result does not depend on the camera.
+Method Alone(Method method)
+{
+    method.tells = Tells::Nothing;
+    return method;
+}
+
+Method ByRtsp(const char* name, const char* column, const char* path, Stage stage, Cost cost, HRESULT (*call)(Client&))
 {
     return {name, column, kRtsp, path, stage, cost, call};
 }
+
+Method Describing(const char* name, HRESULT (*call)(Client&))
+{
+    Method method = ByRtsp(name, "DESCRIBE", "rtsp:DESCRIBE", Stage::Session, Exchanges(2), call);
+    method.spoiled |= kDescribe;
+    return method;
+}
+
+/// Called while a beat of the keep-alive is under way, which is spoiled.
+Method BehindKeepAlive(const char* name, const char* column, Stage stage, Cost cost, HRESULT (*call)(Client&),
+                       Tells tells)
+{
+    Method method = ByRtsp(name, column, "rtsp:OPTIONS", stage, cost, call);
+    method.firstWaitsFor = "OPTIONS ";
+    method.tells = tells;
+    return method;
+}
 } // namespace
 
-HRESULT Methods::Open(const Client& client)
+HRESULT Methods::Open(Client& client)
 {
     return client.command->OpenConnection(MakeBstr(L"127.0.0.1").get(), client.port, MakeBstr(L"admin").get(),
                                           MakeBstr(L"secret").get());
 }
 
-HRESULT Methods::SetupVideo(const Client& client)
+HRESULT Methods::SetupVideo(Client& client)
 {
     return SetupTransport(client, 0);
 }
 
-HRESULT Methods::StartVideo(const Client& client)
+HRESULT Methods::StartVideo(Client& client)
 {
     return client.command->StartMpeg4Video2(FALSE, kUdpPort);
 }
@@ -314,9 +354,9 @@ std::vector<Method> Methods::OfIpela()
         ByCgi("StartMpeg4Video2", kStart, kStartCost, &StartVideo),
         ByCgi("StartAudio", kStart, kStartCost, &StartAudio),
         ByCgi("StartAudio2", kStart, kStartCost, &StartAudio2),
-        ByCgi("the ten without a request", kSilent, kNothing, &AnswerAloneAsIpela),
-        ByCgi("OpenConnection, CloseConnection", "Close, Open", {.cgiRequests = 1, .closes = true},
-              &GiveUpCloseAndOpen),
+        Alone(ByCgi("the ten without a request", kSilent, kNothing, &AnswerAloneAsIpela)),
+        Alone(ByCgi("OpenConnection, CloseConnection", "Close, Open", {.cgiRequests = 1, .closes = true},
+                    &GiveUpCloseAndOpen)),
     };
 }
 
@@ -342,9 +382,9 @@ std::vector<Method> Methods::OfAxis()
         ByCgi("SetAudioInVolume", kLevel, Requests(1), &SetAudioInVolume),
         ByCgi("SendPTZStartCommand", kPtz, Requests(1), &SendPTZStartCommand),
         ByCgi("SendPTZStopCommand", kPtz, Requests(1), &SendPTZStopCommand),
-        ByCgi("the nine without a request", kSilent, kNothing, &AnswerAloneAsAxis),
-        ByCgi("OpenConnection, CloseConnection", "Close, Open", {.cgiRequests = 1, .closes = true},
-              &GiveUpCloseAndOpen),
+        Alone(ByCgi("the nine without a request", kSilent, kNothing, &AnswerAloneAsAxis)),
+        Alone(ByCgi("OpenConnection, CloseConnection", "Close, Open", {.cgiRequests = 1, .closes = true},
+                    &GiveUpCloseAndOpen)),
     };
 }
 
@@ -360,23 +400,33 @@ std::vector<Method> Methods::OfAxisRtsp()
                 Stage::Open,
                 {.cgiRequests = 2, .tunnels = 1, .rtspExchanges = 2},
                 &ConnectAndSetUp};
-    Method keepAlive =
-        ByRtsp("keep-alive, StartMpeg4Video2", "OPTIONS", "rtsp:OPTIONS", Stage::SetUp, Exchanges(2), &StartVideo);
-    keepAlive.firstWaitsFor = "OPTIONS ";
+    Method stream = get;
+    stream.name = "ConnectToRtspServer, SetupTransport";
+    stream.spoiled = kTunnelStream;
+    stream.cost.rtspExchanges = 2;
+    stream.call = &ConnectAndSetUp;
     // A method that needs the description and finds it invalid asks for it first.
     return {
         get,
+        stream,
         post,
-        ByRtsp("SetupTransport (DESCRIBE)", "DESCRIBE", "rtsp:DESCRIBE", Stage::Session, Exchanges(2), &SetupVideo),
+        Describing("SetupTransport (DESCRIBE)", &SetupVideo),
         ByRtsp("SetupTransport (SETUP)", "SETUP", "rtsp:SETUP", Stage::Session, Exchanges(2), &SetupVideo),
         ByRtsp("SetupTransport (second SETUP)", "SETUP", "rtsp:SETUP", Stage::SetUp, Exchanges(2), &SetupAudio),
-        ByRtsp("GetH264Parameters", "DESCRIBE", "rtsp:DESCRIBE", Stage::Session, Exchanges(2), &GetH264Parameters),
+        Describing("GetH264Parameters", &GetH264Parameters),
         ByRtsp("StartMpeg4Video", kPlay, "rtsp:PLAY", Stage::SetUp, Exchanges(2), &StartMpeg4Video),
         ByRtsp("StartMpeg4Video2", kPlay, "rtsp:PLAY", Stage::SetUp, Exchanges(2), &StartVideo),
         ByRtsp("StartAudio", kPlay, "rtsp:PLAY", Stage::SetUp, Exchanges(2), &StartAudio),
         ByRtsp("StartAudio2", kPlay, "rtsp:PLAY", Stage::Playing, Exchanges(2), &StartAudio2),
-        ByRtsp("PauseStreaming", "no request", "rtsp:", Stage::Playing, kNothing, &PauseStreaming),
+        Alone(ByRtsp("PauseStreaming", "no request", "rtsp:", Stage::Playing, kNothing, &PauseStreaming)),
         ByRtsp("StopStreaming", "TEARDOWN", "rtsp:TEARDOWN", Stage::Playing, Exchanges(2), &StopStreaming),
-        keepAlive,
+        Alone(ByRtsp("StopStreaming, Release", "TEARDOWN, Release", "rtsp:TEARDOWN", Stage::Playing,
+                     {.rtspExchanges = 1, .closes = true}, &StopAndRelease)),
+        BehindKeepAlive("keep-alive, StartMpeg4Video2", "OPTIONS", Stage::SetUp, Exchanges(2), &StartVideo,
+                        Tells::Another),
+        BehindKeepAlive("keep-alive, CloseConnection", "OPTIONS, Close", Stage::Playing, {.closes = true},
+                        &CloseAndOpen, Tells::Nothing),
+        BehindKeepAlive("keep-alive, Release", "OPTIONS, Close", Stage::Playing, {.closes = true}, &Release,
+                        Tells::Nothing),
     };
 }

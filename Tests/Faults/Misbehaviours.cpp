@@ -14,19 +14,19 @@ std::string Nul(const char* text, std::size_t sizeBytes)
 const std::vector<Misbehaviour>& Closing()
 {
     static const std::vector<Misbehaviour> rows = {
-        {"connection refused", "closing", kHttp, {}},
-        {"closed without a byte", "closing", kAny, {"drop"}},
-        {"closed inside the head", "closing", kReplies, {"drop-in-headers"}},
+        {"connection refused", "closing", kHttp, {}, kHttp},
+        {"closed without a byte", "closing", kAny, {"drop"}, kAny},
+        {"closed inside the head", "closing", kReplies, {"drop-in-headers"}, kHttp},
         {"closed behind the head", "closing", kReplies, {"drop-after-headers"}},
         {"closed inside the body", "closing", kCgi | kRtsp, {"truncate"}},
-        {"reset without a byte", "closing", kReplies, {"reset"}},
-        {"reset inside the head", "closing", kReplies, {"drop-in-headers", "reset"}},
+        {"reset without a byte", "closing", kAny, {"drop", "reset"}, kAny},
+        {"reset inside the head", "closing", kReplies, {"drop-in-headers", "reset"}, kHttp},
         {"reset inside the body", "closing", kCgi | kRtsp, {"truncate", "reset"}},
-        {"half-closed without a byte", "closing", kReplies, {"drop", "half-close"}},
+        {"half-closed without a byte", "closing", kAny, {"drop", "half-close"}, kAny},
         {"half-closed inside the body", "closing", kCgi | kRtsp, {"truncate", "half-close"}},
         {"half-closed behind the reply", "closing", kReplies, {"half-close"}},
-        {"GET closed instead of a reply", "closing", kRtsp, {"drop-get"}},
-        {"GET reset instead of a reply", "closing", kRtsp, {"drop-get:reset"}},
+        {"GET closed instead of a reply", "closing", kRtsp, {"drop-get"}, kRtsp},
+        {"GET reset instead of a reply", "closing", kRtsp, {"drop-get:reset"}, kRtsp},
         {"POST closed behind the reply", "closing", kRtsp, {"drop-post"}},
         {"POST reset behind the reply", "closing", kRtsp, {"drop-post:reset"}},
         {"POST answered and closed", "closing", kRtsp, {"drop-post:answer"}},
@@ -38,15 +38,15 @@ const std::vector<Misbehaviour>& Closing()
 const std::vector<Misbehaviour>& Slow()
 {
     static const std::vector<Misbehaviour> rows = {
-        {"accepted, then silence", "slow", kAny, {"silent"}},
+        {"accepted, then silence", "slow", kAny, {"silent"}, kAny},
         {"reply 100 ms late", "slow", kReplies, {"delay:100"}},
-        {"reply 1.5 s late", "slow", kCgi, {"delay:1500"}},
-        {"reply 5 s late", "slow", kTunnelGet | kRtsp, {"delay:5000"}},
+        {"reply 1.5 s late", "slow", kCgi, {"delay:1500"}, kCgi},
+        {"reply 5 s late", "slow", kTunnelGet | kRtsp, {"delay:5000"}, kTunnelGet | kRtsp},
         {"body 1.5 s late", "slow", kCgi, {"body-delay:1500"}},
         {"body 5 s late", "slow", kRtsp, {"body-delay:5000"}},
-        {"a byte every 5 ms", "slow", kReplies, {"drip:5"}, nullptr, true},
-        {"a byte every 50 ms", "slow", kReplies, {"drip:50"}, nullptr, true},
-        {"4 KB every 300 ms for ever", "slow", kCgi, {"big-body:16777216", "trickle:300"}, nullptr, true},
+        {"a byte every 5 ms", "slow", kReplies, {"drip:5"}, 0, nullptr, true},
+        {"a byte every 50 ms", "slow", kReplies, {"drip:50"}, 0, nullptr, true},
+        {"4 KB every 300 ms for ever", "slow", kCgi, {"big-body:16777216", "trickle:300"}, 0, nullptr, true},
         {"reply in two pieces", "slow", kRtsp, {"split:10"}},
         {"head and body apart", "slow", kRtsp, {"split:60"}},
     };
@@ -81,8 +81,8 @@ const std::vector<Misbehaviour>& Framing()
          "framing",
          kHttp,
          {"garbage:HTTP/1.1 200 OK\r\nContent-Length: 3\r\nContent-Length: 9\r\n\r\nabc"}},
-        {"1xx first", "framing", kReplies, {"interim"}},
-        {"101 first", "framing", kReplies, {"interim:101"}},
+        {"1xx first", "framing", kAny, {"interim"}},
+        {"101 first", "framing", kAny, {"interim:101"}},
         {"103 first", "framing", kReplies, {"interim:103"}},
         {"five hundred times 100 first", "framing", kReplies, std::vector<std::string>(500, "interim")},
         {"two replies in one", "framing", kRtsp, {"glue"}},
@@ -110,11 +110,17 @@ const std::vector<Misbehaviour>& Content()
         {"RTSP instead of HTTP", "content", kHttp, {"garbage:RTSP/1.0 200 OK\r\nCSeq: 1\r\n\r\n"}},
         {"header of 64 KB", "content", kReplies, {"big-head:65536"}},
         {"header of 1 MB", "content", kReplies, {"big-head:1048576"}},
-        {"header of 20 MB", "content", kReplies, {"big-head:20971520"}, nullptr, true},
+        {"header of 20 MB", "content", kReplies, {"big-head:20971520"}, 0, nullptr, true},
         {"1000 headers", "content", kReplies, {"many-headers:1000"}},
-        {"body of 256 KB", "content", kRtsp, {"big-body:262144"}, nullptr, true},
+        {"body of 256 KB", "content", kRtsp, {"big-body:262144"}, 0, nullptr, true},
         {"body of 1 MB", "content", kCgi, {"big-body:1048576"}},
-        {"body of more than 16 MB", "content", kCgi, {"big-body:16777217"}, nullptr, true},
+        {"body of more than 16 MB",
+         "content",
+         kCgi | kTunnelGet | kTunnelStream | kDescribe,
+         {"big-body:16777217"},
+         0,
+         nullptr,
+         true},
         {"empty body", "content", kCgi | kRtsp, {"body:"}},
         {"body of separators", "content", kCgi | kRtsp, {"body:&&&===&=\r\n=\r\n.=&McAddress1"}},
         {"body of formats", "content", kCgi | kRtsp, {"body:%s%n%s%n%999999d=%ls%n"}},
@@ -130,23 +136,39 @@ const std::vector<Misbehaviour>& Content()
     return rows;
 }
 
+/// No reply of these is the camera's own.
+std::vector<Misbehaviour> Failing(std::vector<Misbehaviour> rows)
+{
+    for (Misbehaviour& row : rows)
+        row.fails = row.spoils;
+    return rows;
+}
+
 const std::vector<Misbehaviour>& Credentials()
 {
     static const std::vector<Misbehaviour> rows = {
-        {"401 for ever", "credentials", kReplies, {"challenge"}, nullptr, false, true},
-        {"401 without a challenge", "credentials", kReplies, {"no-challenge"}, nullptr, false, true},
+        {"401 for ever", "credentials", kAny, {"challenge"}, 0, nullptr, false, true},
+        {"401 without a challenge", "credentials", kReplies, {"no-challenge"}, 0, nullptr, false, true},
         {"401, always stale",
          "credentials",
          kReplies,
          {"status:401"},
+         0,
          "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", stale=true",
          false,
          true},
-        {"401, unknown scheme", "credentials", kReplies, {"status:401"}, "WWW-Authenticate: Secret", false, true},
-        {"401, the system's scheme", "credentials", kReplies, {"status:401"}, "WWW-Authenticate: NTLM", false, true},
-        {"401, Digest and no more", "credentials", kReplies, {"status:401"}, "WWW-Authenticate: Digest", false, true},
-        {"407", "credentials", kReplies, {"status:407"}, "Proxy-Authenticate: Basic realm=\"r\"", false, true},
-        {"401 for ever, then silence", "credentials", kCgi, {"challenge", "delay:400"}, nullptr, false, true},
+        {"401, unknown scheme", "credentials", kReplies, {"status:401"}, 0, "WWW-Authenticate: Secret", false, true},
+        {"401, the system's scheme", "credentials", kReplies, {"status:401"}, 0, "WWW-Authenticate: NTLM", false, true},
+        {"401, Digest and no more",
+         "credentials",
+         kReplies,
+         {"status:401"},
+         0,
+         "WWW-Authenticate: Digest",
+         false,
+         true},
+        {"407", "credentials", kReplies, {"status:407"}, 0, "Proxy-Authenticate: Basic realm=\"r\"", false, true},
+        {"401, then silence", "credentials", kReplies, {"challenge*1", "silent"}, 0, nullptr, false, true, true},
     };
     return rows;
 }
@@ -154,7 +176,7 @@ const std::vector<Misbehaviour>& Credentials()
 const std::vector<Misbehaviour>& Redirects()
 {
     static const std::vector<Misbehaviour> rows = {
-        {"redirected for ever", "redirects", kReplies, {"redirect"}},
+        {"redirected for ever", "redirects", kAny, {"redirect"}},
         {"redirected to a closed port", "redirects", kReplies, {"redirect:http://127.0.0.1:1/"}},
         {"redirected to TLS on a closed port", "redirects", kHttp, {"redirect:https://127.0.0.1:1/"}},
         {"redirected to another scheme", "redirects", kHttp, {"redirect:rtsp://127.0.0.1:1/"}},
@@ -165,10 +187,11 @@ const std::vector<Misbehaviour>& Redirects()
     return rows;
 }
 
-void AppendStatuses(std::vector<Misbehaviour>& rows, const char* kind, unsigned spoils, std::vector<unsigned> statuses)
+void AppendStatuses(std::vector<Misbehaviour>& rows, const char* kind, unsigned spoils, std::vector<unsigned> statuses,
+                    unsigned fails)
 {
     for (const unsigned status : statuses)
-        rows.push_back({"status " + std::to_string(status), kind, spoils, {"status:" + std::to_string(status)}});
+        rows.push_back({"status " + std::to_string(status), kind, spoils, {"status:" + std::to_string(status)}, fails});
 }
 
 void AppendRange(std::vector<unsigned>& statuses, unsigned first, unsigned last)
@@ -189,16 +212,20 @@ std::vector<Misbehaviour> Statuses()
     AppendRange(refusals, 408, 431);
     AppendRange(refusals, 451, 451);
     std::vector<unsigned> failures;
-    AppendRange(failures, 500, 511);
+    AppendRange(failures, 501, 511);
     std::vector<unsigned> rtspOnly;
     AppendRange(rtspOnly, 452, 462);
     rtspOnly.push_back(551);
     std::vector<Misbehaviour> rows;
-    AppendStatuses(rows, "status 2xx, 3xx", kReplies, others);
-    AppendStatuses(rows, "status 4xx", kReplies, refusals);
-    AppendStatuses(rows, "status 4xx", kRtsp, rtspOnly);
-    AppendStatuses(rows, "status 5xx", kReplies, failures);
-    AppendStatuses(rows, "status 6xx", kReplies, {600, 999});
+    AppendStatuses(rows, "status 2xx, 3xx", kReplies, others, 0);
+    AppendStatuses(rows, "status 4xx", kReplies, refusals, kReplies);
+    AppendStatuses(rows, "status 4xx", kRtsp, rtspOnly, kRtsp);
+    AppendStatuses(rows, "status 4xx", kTunnelPost, {400, 404}, kTunnelPost);
+    // Some cameras carry a command out and answer with 500 and no body.
+    AppendStatuses(rows, "status 5xx", kReplies, {500}, kTunnelGet | kRtsp);
+    AppendStatuses(rows, "status 5xx", kReplies, failures, kReplies);
+    AppendStatuses(rows, "status 5xx", kTunnelPost, {500, 503}, kTunnelPost);
+    AppendStatuses(rows, "status 6xx", kReplies, {600, 999}, kReplies);
     return rows;
 }
 } // namespace
@@ -207,7 +234,7 @@ std::vector<Misbehaviour> Misbehaviours::All()
 {
     std::vector<Misbehaviour> all;
     for (const std::vector<Misbehaviour>& rows :
-         {Closing(), Slow(), Framing(), Content(), Credentials(), Redirects(), Statuses()})
+         {Closing(), Slow(), Framing(), Content(), Failing(Credentials()), Failing(Redirects()), Statuses()})
         all.insert(all.end(), rows.begin(), rows.end());
     return all;
 }

@@ -48,6 +48,10 @@ std::string Flaws(const CellResult& result)
         flaws += " LEAK";
     if (result.IsNotRecovered())
         flaws += " LOST";
+    if (result.IsUndelivered())
+        flaws += " NOT-DELIVERED";
+    if (result.isWrong)
+        flaws += " WRONG";
     return flaws;
 }
 
@@ -225,23 +229,11 @@ void Report::WriteFailures(std::ostream& out, const std::vector<Cell>& cells, co
         if (result.IsGood())
             continue;
         out << Matrix::NameOf(cells[i]) << ":" << Flaws(result) << "; " << ResultName(result.hr) << " after "
-            << result.tookMs << " of " << result.limitMs << " ms, handles " << result.before.handles << " -> "
-            << result.after.handles << ", threads " << result.before.threads << " -> " << result.after.threads
-            << ", exit code 0x" << std::hex << result.exitCode << std::dec << '\n';
+            << result.tookMs << " of " << result.limitMs << " ms, released after " << result.releaseMs
+            << " ms, handles " << result.before.handles << " -> " << result.after.handles << ", threads "
+            << result.before.threads << " -> " << result.after.threads << ", exit code 0x" << std::hex
+            << result.exitCode << std::dec << '\n';
     }
-}
-
-bool Report::WriteVerdict(std::ostream& out, const std::vector<CellResult>& results)
-{
-    const auto count = [&](auto property) {
-        return std::count_if(results.begin(), results.end(),
-                             [&](const CellResult& result) { return property(result); });
-    };
-    out << results.size() << " cells, " << count([](const CellResult& r) { return r.IsCrashed(); }) << " crashed, "
-        << count([](const CellResult& r) { return r.IsOverLimit(); }) << " over their limit, "
-        << count([](const CellResult& r) { return r.IsLeaked(); }) << " leaked, "
-        << count([](const CellResult& r) { return r.IsNotRecovered(); }) << " not recovered\n";
-    return !results.empty() && count([](const CellResult& r) { return !r.IsGood(); }) == 0;
 }
 
 void Report::WriteJson(std::ostream& out, const std::vector<Cell>& cells, const std::vector<CellResult>& results)
@@ -255,8 +247,10 @@ void Report::WriteJson(std::ostream& out, const std::vector<Cell>& cells, const 
             << ", \"tookMs\": " << result.tookMs << ", \"limitMs\": " << result.limitMs
             << ", \"handlesBefore\": " << result.before.handles << ", \"handlesAfter\": " << result.after.handles
             << ", \"threadsBefore\": " << result.before.threads << ", \"threadsAfter\": " << result.after.threads
-            << ", \"recoveredAtCall\": " << result.recovery << ", \"exitCode\": " << result.exitCode
-            << ", \"good\": " << (result.IsGood() ? "true" : "false") << (i + 1 < cells.size() ? "},\n" : "}\n");
+            << ", \"recoveredAtCall\": " << result.recovery << ", \"tries\": " << result.runs
+            << ", \"releaseMs\": " << result.releaseMs << ", \"delivered\": " << (result.isDelivered ? "true" : "false")
+            << ", \"exitCode\": " << result.exitCode << ", \"good\": " << (result.IsGood() ? "true" : "false")
+            << (i + 1 < cells.size() ? "},\n" : "}\n");
     }
     out << "]\n";
 }

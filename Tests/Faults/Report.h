@@ -17,8 +17,5 @@ void WriteTables(std::ostream& out, const std::vector<Cell>& cells, const std::v
 /// Every cell that failed, with its numbers.
 void WriteFailures(std::ostream& out, const std::vector<Cell>& cells, const std::vector<CellResult>& results);
 
-/// "N cells, 0 crashed, 0 over their limit, 0 leaked, 0 not recovered". True when all of them are good.
-bool WriteVerdict(std::ostream& out, const std::vector<CellResult>& results);
-
 void WriteJson(std::ostream& out, const std::vector<Cell>& cells, const std::vector<CellResult>& results);
 } // namespace Report

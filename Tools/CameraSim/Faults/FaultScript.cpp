@@ -219,16 +219,24 @@ HttpReply Alter(HttpReply reply, const std::vector<Fault>& faults)
     return reply;
 }
 
+std::string Interim(const std::vector<Fault>& faults)
+{
+    std::string text;
+    for (const Fault& fault : faults)
+    {
+        if (fault.kind == FaultKind::Interim)
+            text += "HTTP/1.1 " + std::to_string(fault.status) + " Interim\r\n\r\n";
+    }
+    return text;
+}
+
 ReplyScript Build(const HttpReply& reply, const std::vector<Fault>& faults, bool keepAlive, bool isHead)
 {
     ReplyScript script;
     if (const Fault* fault = Find(faults, FaultKind::Delay))
         script.push_back(ReplyStep::Wait(fault->milliseconds));
-    for (const Fault& fault : faults)
-    {
-        if (fault.kind == FaultKind::Interim)
-            script.push_back(ReplyStep::Send("HTTP/1.1 " + std::to_string(fault.status) + " Interim\r\n\r\n"));
-    }
+    if (std::string interim = Interim(faults); !interim.empty())
+        script.push_back(ReplyStep::Send(std::move(interim)));
     if (ReplyScript damage = WithoutReply(faults); !damage.empty())
         script.insert(script.end(), damage.begin(), damage.end());
     else

@@ -26,6 +26,9 @@ HttpReply Challenged(const std::string& challenge);
 /// The answer of a camera that is hit by a fault of that kind. `reply` is its own answer, which most kinds keep.
 HttpReply Alter(HttpReply reply, const std::vector<Fault>& faults);
 
+/// The replies that come before the answer.
+std::string Interim(const std::vector<Fault>& faults);
+
 /// What goes over the wire: the reply, cut, slowed and damaged as the faults say.
 /// `isHead`: the request was a HEAD, so the body is announced and not sent.
 ReplyScript Build(const HttpReply& reply, const std::vector<Fault>& faults, bool keepAlive, bool isHead);

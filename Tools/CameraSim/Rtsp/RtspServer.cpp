@@ -87,9 +87,10 @@ void CRtspServer::TakeGet(asio::ip::tcp::socket socket, const HttpRequest& reque
 void CRtspServer::TakePost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request,
                            const std::vector<Fault>& faults)
 {
-    // It is never answered: its body goes on for as long as the tunnel does.
+    // It is never answered, whatever comes first: its body goes on for as long as the tunnel does.
     Record(request, HttpReply{0, {}, {}, {}}, "", faults);
-    TunnelFor(request, false).AttachPost(std::move(socket), std::move(bytesRead), request);
+    TunnelFor(request, false)
+        .AttachPost(std::move(socket), std::move(bytesRead), request, FaultScript::Interim(faults));
 }
 
 void CRtspServer::Refuse(asio::ip::tcp::socket socket, ReplyScript script)

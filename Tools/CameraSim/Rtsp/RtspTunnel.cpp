@@ -105,8 +105,11 @@ void CRtspTunnel::AttachGet(asio::ip::tcp::socket socket, ReplyScript greeting)
         m_context, [self, get] { return self->WatchGet(get); }, asio::detached);
 }
 
-void CRtspTunnel::AttachPost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request)
+void CRtspTunnel::AttachPost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request,
+                             const std::string& greeting)
 {
+    asio::error_code ignored;
+    asio::write(socket, asio::buffer(greeting), ignored);
     if (m_post)
         m_post->Close(RtspClosing::Close);
     m_post = std::make_shared<Half>(std::move(socket));

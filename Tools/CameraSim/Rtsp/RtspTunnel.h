@@ -43,7 +43,9 @@ public:
 
     /// `greeting` goes before everything else, the answer's head for instance.
     void AttachGet(asio::ip::tcp::socket socket, ReplyScript greeting);
-    void AttachPost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request);
+    /// `greeting` is sent at once; nothing else is.
+    void AttachPost(asio::ip::tcp::socket socket, std::string bytesRead, const HttpRequest& request,
+                    const std::string& greeting);
     void Close();
 
     /// `holdBack`: its bytes leave in front of the next script's.
