@@ -20,7 +20,7 @@ namespace
 {
 constexpr const char* kUsage = "usage: faults [--only PART] [--jobs N] [--json FILE] [--list] [--broken]\n"
                                "  --only PART   cells whose name contains PART\n"
-                               "  --jobs N      so many processes at a time (6)\n"
+                               "  --jobs N      so many processes at a time (16)\n"
                                "  --json FILE   also writes every cell there\n"
                                "  --list        names the cells\n"
                                "  --broken      cells that fail on purpose, to test this program\n";
@@ -29,7 +29,7 @@ struct Options
 {
     std::string only;
     std::string jsonFile;
-    unsigned processes = 6;
+    unsigned processes = 16; ///< they wait most of their time
     bool isBroken = false;
     bool isList = false;
     // Of the processes that it starts.

@@ -168,7 +168,7 @@ const std::vector<Misbehaviour>& Credentials()
          false,
          true},
         {"407", "credentials", kReplies, {"status:407"}, 0, "Proxy-Authenticate: Basic realm=\"r\"", false, true},
-        {"401, then silence", "credentials", kReplies, {"challenge*1", "silent"}, 0, nullptr, false, true, true},
+        {"401, then silence", "credentials", kCgi | kRtsp, {"challenge*1", "silent"}, 0, nullptr, false, true, true},
     };
     return rows;
 }

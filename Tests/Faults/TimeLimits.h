@@ -26,12 +26,13 @@ inline constexpr DWORD kTunnelPostMs = 1000;
 inline constexpr DWORD kTunnelCloseMs = 1000;
 /// Of an RTSP exchange: for its turn, for its request to be written, for the first bytes of the reply and each further
 /// piece, for the whole head. An announced body takes as long as the camera likes: the longest that the simulator
-/// drips, and 256 KB in pieces that are read 50 ms apart.
+/// drips, and 256 KB or 16 MB in pieces that are read 50 ms apart.
 inline constexpr DWORD kTurnMs = 5000;
 inline constexpr DWORD kWriteMs = 4000;
 inline constexpr DWORD kReplyMs = 4000;
 inline constexpr DWORD kWholeHeadMs = 30'000;
 inline constexpr DWORD kLongestBodyMs = 60'000;
+inline constexpr DWORD kBiggestBodyMs = 240'000;
 
 /// For a well camera's object to go: its connection, its tunnel, a keep-alive under way.
 inline constexpr DWORD kReleaseMs = kCloseMs + kTunnelCloseMs + kTurnMs + 2000;
@@ -57,7 +58,8 @@ inline DWORD OfExchange(const Misbehaviour& row, bool isLast)
     const DWORD countSent = row.challenges ? 2 : 1;
     if (isLast)
         return countSent * kReplyMs + kTunnelCloseMs;
-    const DWORD replyMs = kReplyMs + (row.keepsComing ? kWholeHeadMs + kLongestBodyMs : kReplyMs);
+    const DWORD bodyMs = (row.spoils & kDescribe) != 0 ? kBiggestBodyMs : kLongestBodyMs;
+    const DWORD replyMs = kReplyMs + (row.keepsComing ? kWholeHeadMs + bodyMs : kReplyMs);
     return OfTunnel() + countSent * (kWriteMs + replyMs) + kTunnelCloseMs;
 }
 

@@ -33,7 +33,7 @@ struct Sums
 
 std::ostream& operator<<(std::ostream& out, const Sums& sums)
 {
-    return out << sums.cells << " cells, " << sums.withoutRequest << " without a request; " << sums.crashed
+    return out << sums.cells << " cells, " << sums.withoutRequest << " without a request, " << sums.crashed
                << " crashed, " << sums.overLimit << " over their limit, " << sums.leaked << " leaked, "
                << sums.notRecovered << " not recovered, " << sums.notDelivered << " not delivered, " << sums.wrong
                << " with a wrong result";
@@ -73,13 +73,14 @@ void Totals::WriteEffort(std::ostream& out, const std::vector<CellResult>& resul
     }
     const auto write = [&](const char* title, const std::map<unsigned, unsigned>& counts) {
         out << title;
-        const char* separator = " ";
+        const char* separator = ": ";
         for (const auto& [number, count] : counts)
             out << std::exchange(separator, ", ") << number << ": " << count;
+        out << '\n';
     };
-    write("Cells by tries:", runs);
-    write("; by the call that went well again:", recoveries);
-    out << "; longest release " << longestReleaseMs << " ms\n";
+    write("Cells by tries", runs);
+    write("Cells by the call that went well again", recoveries);
+    out << "Longest release: " << longestReleaseMs << " ms\n";
 }
 
 bool Totals::WriteProcesses(std::ostream& out, const std::vector<ProcessUsage>& processes)
@@ -93,7 +94,7 @@ bool Totals::WriteProcesses(std::ostream& out, const std::vector<ProcessUsage>& 
     }
     const auto countGrown = std::count_if(processes.begin(), processes.end(),
                                           [](const ProcessUsage& process) { return process.IsGrown(); });
-    out << processes.size() << " processes, " << countGrown << " grown; at most " << handles << " handles of "
+    out << processes.size() << " processes, " << countGrown << " grown, at most " << handles << " handles of "
         << ProcessUsage::kMayGrowHandles << " and " << threads << " threads of " << ProcessUsage::kMayGrowThreads
         << " more behind the last cell than before the first\n";
     return countGrown == 0;

@@ -290,6 +290,10 @@ TEST_F(RtspFault, TheTunnelsOwnRequestsCanBeHit)
     delayed.OpenPost();
     delayed.Send("OPTIONS", "*");
     EXPECT_EQ(0u, delayed.Receive(100ms).status);
+    Expect("interim:103@tunnel:POST*1");
+    delayed.OpenPost();
+    EXPECT_EQ(103u, delayed.Post().Receive().status);
+    EXPECT_EQ(200u, delayed.Request("OPTIONS", "*").status) << "and the POST goes on";
     delayed.OpenPost();
     EXPECT_EQ(200u, delayed.Request("OPTIONS", "*").status);
 }
