@@ -16,11 +16,11 @@ const std::vector<Misbehaviour>& Closing()
     static const std::vector<Misbehaviour> rows = {
         {"connection refused", "closing", kHttp, {}, kHttp},
         {"closed without a byte", "closing", kAny, {"drop"}, kAny},
-        {"closed inside the head", "closing", kReplies, {"drop-in-headers"}, kHttp},
+        {"closed inside the head", "closing", kReplies, {"drop-in-headers"}},
         {"closed behind the head", "closing", kReplies, {"drop-after-headers"}},
         {"closed inside the body", "closing", kCgi | kRtsp, {"truncate"}},
         {"reset without a byte", "closing", kAny, {"drop", "reset"}, kAny},
-        {"reset inside the head", "closing", kReplies, {"drop-in-headers", "reset"}, kHttp},
+        {"reset inside the head", "closing", kReplies, {"drop-in-headers", "reset"}},
         {"reset inside the body", "closing", kCgi | kRtsp, {"truncate", "reset"}},
         {"half-closed without a byte", "closing", kAny, {"drop", "half-close"}, kAny},
         {"half-closed inside the body", "closing", kCgi | kRtsp, {"truncate", "half-close"}},
@@ -221,8 +221,8 @@ std::vector<Misbehaviour> Statuses()
     AppendStatuses(rows, "status 4xx", kReplies, refusals, kReplies);
     AppendStatuses(rows, "status 4xx", kRtsp, rtspOnly, kRtsp);
     AppendStatuses(rows, "status 4xx", kTunnelPost, {400, 404}, kTunnelPost);
-    // Some cameras carry a command out and answer with 500 and no body.
-    AppendStatuses(rows, "status 5xx", kReplies, {500}, kTunnelGet | kRtsp);
+    // Over HTTP 500 without a body is taken for success.
+    AppendStatuses(rows, "status 5xx", kReplies, {500}, kRtsp);
     AppendStatuses(rows, "status 5xx", kReplies, failures, kReplies);
     AppendStatuses(rows, "status 5xx", kTunnelPost, {500, 503}, kTunnelPost);
     AppendStatuses(rows, "status 6xx", kReplies, {600, 999}, kReplies);
