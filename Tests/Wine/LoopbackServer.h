@@ -19,9 +19,9 @@ class CLoopbackServer
 public:
     using Reply = std::function<std::string(const std::string& head, int index)>;
 
-    static CLoopbackServer& Start(Reply reply)
+    static CLoopbackServer& Start(Reply reply, bool closesBehindAnswers = false)
     {
-        return *new CLoopbackServer(std::move(reply));
+        return *new CLoopbackServer(std::move(reply), closesBehindAnswers);
     }
     CLoopbackServer(const CLoopbackServer&) = delete;
     CLoopbackServer& operator=(const CLoopbackServer&) = delete;
@@ -55,7 +55,8 @@ public:
     }
 
 private:
-    explicit CLoopbackServer(Reply reply) : m_reply(std::move(reply))
+    CLoopbackServer(Reply reply, bool closesBehindAnswers)
+        : m_reply(std::move(reply)), m_closesBehindAnswers(closesBehindAnswers)
     {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
@@ -98,7 +99,7 @@ private:
             ::WaitForSingleObject(m_restWanted, kRestLimitMs);
             Send(connection, answer.substr(atOnce + 1));
             ::SetEvent(m_restSent);
-        } while (!answer.empty());
+        } while (!answer.empty() && !m_closesBehindAnswers);
         ::closesocket(connection);
     }
 
@@ -108,6 +109,7 @@ private:
     }
 
     const Reply m_reply;
+    const bool m_closesBehindAnswers;
     const SOCKET m_listener = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     static constexpr DWORD kRestLimitMs = 10'000;
     const HANDLE m_arrived = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);

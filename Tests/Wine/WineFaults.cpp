@@ -227,6 +227,47 @@ Verdict ManyHeaders()
     return manyMs > 16 * fewMs ? kShows : kDoesNotShow;
 }
 
+/// Wine's record of a connection, whose socket was closed.
+int CountConnectionRecords()
+{
+    HANDLE heaps[64];
+    int count = 0;
+    const DWORD heapCount = ::GetProcessHeaps(64, heaps);
+    for (DWORD index = 0; index < std::min<DWORD>(heapCount, 64); ++index)
+    {
+        PROCESS_HEAP_ENTRY entry = {};
+        while (::HeapWalk(heaps[index], &entry))
+        {
+            int socket = 0;
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 && entry.cbData == 96)
+                std::memcpy(&socket, entry.lpData, sizeof(socket));
+            count += socket == -1 ? 1 : 0;
+        }
+    }
+    return count;
+}
+
+// A connection that the server ends inside the head of an answer to an asynchronous request leaves a heap block behind.
+Verdict LostConnection()
+{
+    constexpr int kRequests = 200;
+    CLoopbackServer& server = CLoopbackServer::Start(
+        [](const std::string&, int) { return std::string("HTTP/1.1 200 OK\r\nContent-Le"); }, true);
+    const HANDLE completed = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const CClient client(server.Port(), completed);
+    const int before = CountConnectionRecords();
+    for (int i = 0; i < kRequests; ++i)
+    {
+        const HINTERNET request = client.Send(L"GET");
+        if (::WaitForSingleObject(completed, kLimitMs) != WAIT_OBJECT_0)
+            return kNoAnswer;
+        ::InternetCloseHandle(request);
+    }
+    const int lost = CountConnectionRecords() - before;
+    std::printf("%d requests left %d heap blocks behind\n", kRequests, lost);
+    return lost >= kRequests / 2 ? kShows : kDoesNotShow;
+}
+
 constexpr struct
 {
     const char* name;
@@ -238,6 +279,7 @@ constexpr struct
     {"closed-post-is-sent-again", ClosedPostIsSentAgain},
     {"combined-url", CombinedUrl},
     {"many-headers", ManyHeaders},
+    {"lost-connection", LostConnection},
 };
 } // namespace
 
