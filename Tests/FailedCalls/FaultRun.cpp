@@ -231,8 +231,11 @@ bool CFaultRun::FailCall(const Script& script, const FunctionRow& row, unsigned 
     }
     RunWithoutFault(script);
     CheckLeaks(script, row, number);
-    Record({verdict.kind == Verdict::Kind::Reported ? "reported" : "unnoticed", script.name, row.name, numberText,
-            verdict.text, Places(hit.places), std::to_string(outcome.durationMs)});
+    const char* const kind = verdict.kind == Verdict::Kind::Reported    ? "reported"
+                             : verdict.kind == Verdict::Kind::Unnoticed ? "unnoticed"
+                                                                        : "wrong";
+    Record({kind, script.name, row.name, numberText, verdict.text, Places(hit.places),
+            std::to_string(outcome.durationMs)});
     return true;
 }
 

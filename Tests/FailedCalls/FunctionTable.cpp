@@ -106,6 +106,8 @@ void AddFilesAndEvents(std::vector<FunctionRow>& rows)
               {{"failed to WaitForSingleObject, dwLastError = 1816", "failed to InternetReadFile, dwLastError = 1816",
                 "failed to call InternetWriteFile, dwLastError = 1816"}},
               "a POST that is not known to be sent is found out by the first write to it"));
+    rows.back().places = {{"CAsyncHttpRequestStreamPost::OpenStream", rows.back().reason},
+                          {"CAsyncHttpRequestStreamPost::IsRequestSent", rows.back().reason}};
     const char* const log = "what cannot be logged is lost, and nothing else";
     rows.push_back(Harmless(QUORVANE_HOOK(CreateFileW), kInvalid, log, Opens(Resource::Kernel)));
     rows.push_back(Harmless(QUORVANE_HOOK(WriteFile), FALSE, log));
@@ -150,6 +152,7 @@ void AddThreads(std::vector<FunctionRow>& rows)
     rows.push_back(Fails(QUORVANE_HOOK(InitializeCriticalSectionAndSpinCount), FALSE,
                          {Effect::Opens, Resource::CriticalSection, 0, false, false},
                          {{"8 CAVCommand, no object could be made, hr = 0x80070718",
+                           "8 CRtspSessionManager::JoinRtspSession, no session could be made, hr = 0x80070718",
                            "8 CAsyncHttpRequest::SendRequest, no request could be made, hr = 0x80070718",
                            "8 CAsyncHttpRequestStream::OpenStream, no request could be made, hr = 0x80070718"},
                           {kInjectedResult, E_FAIL}}));

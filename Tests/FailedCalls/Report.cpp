@@ -40,9 +40,9 @@ void Report::Add(const std::string& record)
         begun = {fields[1], fields[2], fields[3]};
     else if (kind == "missed")
         begun = {};
-    else if (kind == "reported" || kind == "unnoticed")
+    else if (kind == "reported" || kind == "unnoticed" || kind == "wrong")
     {
-        ++(kind == "reported" ? function.reported : function.unnoticed);
+        ++(kind == "reported" ? function.reported : kind == "unnoticed" ? function.unnoticed : function.wrong);
         function.places.insert(PlaceOf(fields[5]));
         if (kind == "unnoticed")
             unnoticed.push_back({fields[1], fields[2], fields[3], fields[4], fields[5]});
@@ -80,6 +80,8 @@ void Report::Add(const std::string& record)
 
 void Report::AddDefect(const Unnoticed& call, const std::string& text)
 {
+    --functions[call.function].unnoticed;
+    ++functions[call.function].wrong;
     ++functions[call.function].defects;
     defects.push_back(call.script + ", call " + call.number + " of " + call.function + ": " + text + "\n    at " +
                       call.places);
@@ -89,7 +91,7 @@ std::set<std::string> Report::NamesThatFailed() const
 {
     std::set<std::string> names;
     for (const auto& [name, function] : functions)
-        if (function.reported + function.unnoticed != 0)
+        if (function.reported + function.unnoticed + function.wrong != 0)
             names.insert(name);
     return names;
 }
@@ -109,7 +111,7 @@ std::string Report::Table() const
     line("function", "calls", "failed", "reported", "harmless", "defects", "places", "longest");
     for (const auto& [name, function] : functions)
     {
-        const unsigned failed = function.reported + function.unnoticed;
+        const unsigned failed = function.reported + function.unnoticed + function.wrong;
         if (name.empty() || failed + function.defects == 0)
             continue;
         unsigned calls = 0;
@@ -122,9 +124,10 @@ std::string Report::Table() const
         countCalls += calls;
         sum.reported += function.reported;
         sum.unnoticed += function.unnoticed;
+        sum.wrong += function.wrong;
         sum.longestMs = std::max(sum.longestMs, function.longestMs);
     }
-    line(std::to_string(countFunctions) + " functions", countCalls, sum.reported + sum.unnoticed, sum.reported,
-         sum.unnoticed, defects.size(), countPlaces, std::to_string(sum.longestMs) + " ms");
+    line(std::to_string(countFunctions) + " functions", countCalls, sum.reported + sum.unnoticed + sum.wrong,
+         sum.reported, sum.unnoticed, defects.size(), countPlaces, std::to_string(sum.longestMs) + " ms");
     return text.str();
 }

@@ -13,6 +13,7 @@ struct Report
         std::map<std::string, unsigned> calls; ///< in one session of each script
         unsigned reported = 0;
         unsigned unnoticed = 0;
+        unsigned wrong = 0; ///< neither: the session itself shows a defect
         unsigned defects = 0;
         unsigned longestMs = 0;
         std::set<std::string> places;

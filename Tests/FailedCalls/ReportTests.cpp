@@ -41,6 +41,8 @@ TEST(FailedCallsReport, KeepsWhatNobodyHasNoticedForALaterVerdict)
     report.AddDefect(report.unnoticed[0], "ought to be noticed");
     EXPECT_THAT(report.defects, ElementsAre("ipela, no log, call 9 of malloc: ought to be noticed\n    at 0x10 0x20"));
     EXPECT_EQ(1u, report.functions["malloc"].defects);
+    EXPECT_EQ(0u, report.functions["malloc"].unnoticed);
+    EXPECT_THAT(report.NamesThatFailed(), ElementsAre("malloc"));
 }
 
 TEST(FailedCallsReport, WhatIsStartedAgainIsNotFinished)
@@ -66,6 +68,8 @@ TEST(FailedCallsReport, SumsUpEveryFunction)
     EXPECT_THAT(report.defects, ElementsAre("ipela: leaves 2 handles of the process behind"));
     EXPECT_EQ(2u, report.functions["CreateEventW"].places.size());
     EXPECT_EQ(40u, report.functions["CreateEventW"].longestMs);
+    report.Add("wrong\tipela\tCreateEventW\t3\tnobody has noticed\t0x10 0x40\t5");
+    EXPECT_EQ(1u, report.unnoticed.size()) << "its defect has a record of its own";
     EXPECT_THAT(report.Table(), HasSubstr("1 functions"));
 }
 } // namespace

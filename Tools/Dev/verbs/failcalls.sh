@@ -68,7 +68,7 @@ name_functions() {
 }
 
 # Where calls were that nobody has noticed.
-mapfile -t places < <(awk -F '\t' '$1 == "unnoticed" && $3 == "malloc" { print $6 }' "${records[@]}" | tr -d '\r' |
+mapfile -t places < <(awk -F '\t' '$1 == "unnoticed" { print $6 }' "${records[@]}" | tr -d '\r' |
     tr ' ' '\n' | sort -u)
 ((${#places[@]} == 0)) || name_functions "${places[@]}" >"$folder/places"
 
