@@ -158,8 +158,10 @@ void AddThreads(std::vector<FunctionRow>& rows)
                           {kInjectedResult, E_FAIL}}));
     rows.push_back(Fails(QUORVANE_HOOK(CreateThreadpoolTimer), 0, Opens(Resource::Timer),
                          {{"8 CRtspClient::CreatePingTimer, CreateThreadpoolTimer failed, dwLastError = 1816"}}));
-    rows.push_back(Harmless(QUORVANE_HOOK(SleepConditionVariableSRW), FALSE,
-                            "counts as the end of a bounded wait; what was waited for is left to WinInet"));
+    rows.push_back(
+        Harmless(QUORVANE_HOOK(SleepConditionVariableSRW), FALSE,
+                 "counts as the end of a bounded wait: a request's end is left to WinInet, and an exchange of "
+                 "RTSP that another thread is inside is not entered (no session has two threads there)"));
     // What is thrown here is the failure of a lock, in the constructor of the object.
     const Expected thrown = {{"8 CAVCommand, no object could be made, hr = 0x80070718"}, {kInjectedResult}};
     rows.push_back(Fails(QUORVANE_HOOK(FlsAlloc), FLS_OUT_OF_INDEXES, kOwnsNothing, thrown));
