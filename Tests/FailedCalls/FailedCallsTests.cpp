@@ -84,7 +84,7 @@ TEST(FailedCalls, TableKnowsNothingElse)
 
 TEST(FailedCalls, FirstCallOfEachFunctionFailsWithoutHarm)
 {
-    constexpr DWORD kLimitMs = 120'000;
+    constexpr DWORD kLimitMs = 200'000;
     const CTemporaryFolder folder;
     Report report;
     WorkerProcess::Run("FlsAlloc", kLimitMs, folder / "records", report);
