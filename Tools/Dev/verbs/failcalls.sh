@@ -47,7 +47,7 @@ for ((share = 1; share <= countWorkers; ++share)); do
         >"$folder/output-$share" 2>&1 &
     workers+=($!)
 done
-tail -q -n +1 -F "${records[@]}" 2>/dev/null > >(tell_progress) &
+tail --pid=$$ -q -n +1 -F "${records[@]}" 2>/dev/null > >(tell_progress) &
 tail=$!
 wait "${workers[@]}" || echo "a share has not ended well, see $folder" >&2
 kill "$tail"
