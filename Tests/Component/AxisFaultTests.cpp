@@ -35,7 +35,7 @@ constexpr Row kRows[] = {
     {"status:500", S_OK, E_FAIL, S_OK}, // an answer, if one that says nothing
     {"status:503", E_FAIL, E_FAIL, E_FAIL},
     {"no-challenge", E_FAIL, E_FAIL, E_FAIL},
-    {"big-body:10485760@axis-cgi/imagesize.cgi", S_OK, E_FAIL, S_OK, L"5000"},
+    {"big-body:8000000@axis-cgi/imagesize.cgi", S_OK, E_FAIL, S_OK, L"5000"},
     {"chunked:7", S_OK, S_OK, S_OK},
     {"body:image width = 8", S_OK, E_FAIL, S_OK},
 };
