@@ -68,8 +68,9 @@ check_lifetimes() {
 }
 
 check_threads() {
-    configure_and_build tsan "${native[@]}" || return 1
+    configure_and_build tsan RaceProbe "${native[@]}" || return 1
     # Addresses that are not random: the sanitizer does not find its way in every kernel's.
+    probe race 'ThreadSanitizer: data race' setarch -R build/tsan/bin/RaceProbe
     run_all threads setarch -R -- "${native[@]/#/build/tsan/bin/}"
 }
 
