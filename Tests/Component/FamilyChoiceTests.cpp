@@ -195,7 +195,7 @@ class SilentCamera : public FamilyChoice
 protected:
     SilentCamera()
     {
-        m_registry.SetText(kTimeLimit, L"300");
+        m_registry.SetText(kTimeLimit, L"600");
     }
 };
 

@@ -211,6 +211,8 @@ public:
             const bool isLong = worked == 0 || worked + kWorkSeconds >= workSeconds;
             for (std::uint32_t i = 1; i <= (isLong ? kLongPauseSeconds : kShortPauseSeconds); ++i)
                 Look(i);
+            if (worked == 0)
+                ComponentHoldings::StartTracing();
         }
     }
     const std::vector<SoakSample>& Samples() const
@@ -305,7 +307,10 @@ bool Work(const Options& options)
     const bool isKeptAlive = clock.KeepAlives() != 0 || !HasAxisCamera(options);
     if (!isKeptAlive)
         std::cout << "FAILED: no session was kept alive\n";
-    return Report(clock.Samples()) && isKeptAlive;
+    const bool isFlat = Report(clock.Samples());
+    for (const std::string& line : ComponentHoldings::StopTracing())
+        std::cout << "held since the first pause: " << line << '\n';
+    return isFlat && isKeptAlive;
 }
 
 int Soak(const Options& options)

@@ -412,7 +412,7 @@ TEST_F(HttpRequest, FailedRequestOfAnyKindDoesNotEndTheHour)
         {"inner error of the camera, whose body is wanted", HttpReply(500, "ok"), kAmpleMs, S_OK, 2},
         {"no content", ScriptedReply{"HTTP/1.1 204 No Content\r\n\r\n"}, kAmpleMs, S_OK, 2},
     };
-    constexpr DWORD kHopelessMs = 50;
+    constexpr DWORD kHopelessMs = 200;
     std::vector<ScriptedReply> script;
     for (const auto& row : rows)
         script.insert(script.end(), {Silent(), row.reply, Silent()});

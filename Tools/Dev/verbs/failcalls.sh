@@ -1,12 +1,11 @@
 #!/usr/bin/env bash
 # lets every system call of the component fail once, one by one, in whole sessions: ./dev failcalls [FUNCTION,...][@SESSION]
 source Tools/Dev/common.sh
+source Tools/Dev/places.sh
 (($# <= 1)) || fail "usage: ./dev failcalls [FUNCTION,...|all][@SESSION]"
 calls=${1:-all}
 ensure_setup
 configure_and_build win32 FailedCallsTests
-library=build/win32/bin/Quorvane.dll
-base=$(i686-w64-mingw32-objdump -p "$library" | awk '$1 == "ImageBase" { print $2 }')
 
 # Sessions mostly wait: more of them at once than there are processors, each in a Wine prefix of its own, because they
 # change the registry.
@@ -52,35 +51,9 @@ tail=$!
 wait "${workers[@]}" || echo "a share has not ended well, see $folder" >&2
 kill "$tail"
 
-# name_functions PLACE ...: a line "PLACE NAME" for each, and for each function that was inlined there.
-name_functions() {
-    local place addresses=()
-    for place in "$@"; do
-        # The return address stands behind the call.
-        addresses+=("$(printf '0x%x' $((0x$base + place - 1)))")
-    done
-    i686-w64-mingw32-addr2line -e "$library" -a -f -i "${addresses[@]}" | sed 's/^Z/_Z/' | c++filt |
-        awk -v list="$*" '
-            BEGIN { split(list, places, " ") }
-            /^0x[0-9a-f]+$/ { ++at; isName = 1; next }
-            isName { print places[at], $0 }
-            { isName = !isName }'
-}
-
 # Where calls were that nobody has noticed.
 mapfile -t places < <(awk -F '\t' '$1 == "unnoticed" { print $6 }' "${records[@]}" | tr -d '\r' |
     tr ' ' '\n' | sort -u)
 ((${#places[@]} == 0)) || name_functions "${places[@]}" >"$folder/places"
-
-# name_places: gives the places of a defect, offsets into the library, their names.
-name_places() {
-    local line
-    while IFS= read -r line; do
-        printf '%s\n' "$line"
-        [[ $line =~ ^'    '(opened )?'at '(0x[0-9a-f ]+x?.*)$ ]] || continue
-        # shellcheck disable=SC2086 # several places
-        name_functions ${BASH_REMATCH[2]} | sed 's/^/        /'
-    done
-}
 
 QUORVANE_FAILED_PLACES=$folder/places run_test "${prefixes[0]}" "${records[*]}" "$calls" EveryCallFailsWithoutHarm | name_places

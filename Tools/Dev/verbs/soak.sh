@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # runs objects on many threads at misbehaving cameras and looks for growth: [--minutes N] [--seed N] [--leak KIND]
 source Tools/Dev/common.sh
+source Tools/Dev/places.sh
 minutes=2
 seed=$((RANDOM * 32768 + RANDOM))
 leak=()
@@ -66,7 +67,7 @@ start_camera axis LocalHost "" "${axis[@]}" --rtsp-relative
 status=0
 echo "soak: $minutes minutes, seed $seed (--seed repeats what the cameras and the callers choose)"
 timeout $((minutes * 100 + 400)) Tools/Dev/run-wine build/win32/bin/Soak.exe --seconds $((minutes * 60)) --seed "$seed" \
-    --samples "$folder/samples.csv" "${leak[@]}" "${cameras[@]}" 2>&1 | tee "$folder/report.txt" || status=1
+    --samples "$folder/samples.csv" "${leak[@]}" "${cameras[@]}" 2>&1 | tr -d '\r' | name_places | tee "$folder/report.txt" || status=1
 # The picture is drawn of whatever was recorded.
 python3 -B Tests/Soak/plot_samples.py "$folder/samples.csv" "$folder/soak.svg" || status=1
 if ((${#leak[@]} == 0)); then
