@@ -201,7 +201,9 @@ void AddText(std::vector<FunctionRow>& rows)
 
 void AddMemory(std::vector<FunctionRow>& rows)
 {
-    const Expected outOfMemory = {{"out of memory"}, {E_OUTOFMEMORY, E_FAIL}};
+    const Expected outOfMemory = {{"out of memory", "8 CComModule::RegisterServer, failed, hr = 0x8007000e",
+                                   "8 CComModule::UnregisterServer, failed, hr = 0x8007000e"},
+                                  {E_OUTOFMEMORY, E_FAIL}};
     rows.push_back(Fails(&CHook<"malloc", void*(std::size_t)>::s_function, 0, Opens(Resource::Heap), outOfMemory,
                          "in few places only"));
     const char* const again = "a request that is refused for want of credentials is sent once more, with them";
