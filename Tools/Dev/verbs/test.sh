@@ -9,10 +9,11 @@ elif (($# > 0)); then
     exit 2
 fi
 ensure_setup
-prefixes=(wineprefix wineprefix-second wineprefix-third)
+prefixes=(wineprefix wineprefix-second wineprefix-third wineprefix-fourth)
 # New Wine prefixes take a while, most of it waiting: they are made beside the build, and outside of the tests' limits.
 make_prefixes "${prefixes[@]}" &
 prefixMaker=$!
+configure_and_build native
 configure_and_build win32
 wait "$prefixMaker" || fail "no Wine prefix could be made."
 
@@ -21,24 +22,12 @@ run_tests() {
     rm -f "build/$preset/Testing/Temporary/LastTest.log"
     ctest --preset "$preset" -j "$parallel" --no-tests=ignore "${filter[@]}"
 }
-
-# The tests under Wine mostly wait. What they leave of the processors is enough to build the native ones meanwhile, at
-# the lowest priority, so that no time limit is missed for it.
-build_and_run_native() {
-    renice -n 19 "$BASHPID" >/dev/null
-    configure_and_build native && run_tests native "$jobs"
-}
-
+status=0
+run_tests native "$jobs" || status=1
 keep_wineserver "${prefixes[@]}"
 clean_internet_cache
-status=0
-native=build/native-tests.log
-build_and_run_native >"$native" 2>&1 &
-nativeTests=$!
-# The long ones of these run beside each other, each in a prefix of its own.
-run_tests win32 $((jobs + 1)) || status=1
-wait "$nativeTests" || status=1
-cat "$native"
+# These mostly wait, the long ones each in a prefix of its own.
+run_tests win32 $((jobs + 2)) || status=1
 logs=()
 for preset in native win32; do
     [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")
