@@ -12,7 +12,8 @@ void ComponentHoldings::Watch(HMODULE module)
     FaultPlan::SetModule(module);
     std::map<std::string, CHookedFunction*> hooks;
     for (const FunctionRow& row : FunctionTable())
-        if (row.hook != nullptr && row.hook->ownership.effect != Ownership::Effect::None)
+        if (row.hook != nullptr && row.hook->ownership.effect != Ownership::Effect::None &&
+            row.hook->ownership.kind != Resource::Text && row.hook->ownership.kind != Resource::TaskMemory)
             hooks.emplace(row.name, row.hook);
     for (const ImportedFunction& import : ImportTable::Read(module))
         if (const auto found = hooks.find(import.name); found != hooks.end())
@@ -26,9 +27,8 @@ std::uint32_t ComponentHoldings::Count() noexcept
 {
     const Owned::Counts counts = Owned::Count();
     long sum = 0;
-    for (std::size_t kind = 0; kind < counts.size(); ++kind)
-        if (kind != static_cast<std::size_t>(Resource::Text) && kind != static_cast<std::size_t>(Resource::TaskMemory))
-            sum += counts[kind];
+    for (const long count : counts)
+        sum += count;
     return static_cast<std::uint32_t>(sum);
 }
 
