@@ -67,7 +67,8 @@ start_camera axis LocalHost "" "${axis[@]}" --rtsp-relative
 status=0
 echo "soak: $minutes minutes, seed $seed (--seed repeats what the cameras and the callers choose)"
 timeout $((minutes * 100 + 400)) Tools/Dev/run-wine build/win32/bin/Soak.exe --seconds $((minutes * 60)) --seed "$seed" \
-    --samples "$folder/samples.csv" "${leak[@]}" "${cameras[@]}" 2>&1 | tr -d '\r' | name_places | tee "$folder/report.txt" || status=1
+    --samples "$folder/samples.csv" "${leak[@]}" "${cameras[@]}" 2>&1 | tr -d '\r' | name_places |
+    tee "$folder/report.txt" || status=1
 # The picture is drawn of whatever was recorded.
 python3 -B Tests/Soak/plot_samples.py "$folder/samples.csv" "$folder/soak.svg" || status=1
 if ((${#leak[@]} == 0)); then
