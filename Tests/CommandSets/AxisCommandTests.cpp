@@ -13,9 +13,9 @@ namespace
 const std::string kImageSize = "axis-cgi/imagesize.cgi?camera=1";
 const std::string kListRate = "axis-cgi/param.cgi?action=list&group=Image.I0.Stream.FPS";
 const std::string kSetRate = "axis-cgi/param.cgi?action=update&Image.I0.Stream.FPS=";
-const ScriptedReply kHdPicture = HttpReply(200, "image width = 1280\r\nimage height = 720\r\n");
-const ScriptedReply kOk = HttpReply(200, "OK\r\n");
-const ScriptedReply kBusy = HttpReply(503, "busy");
+const ScriptedReply kHdPicture = HttpAnswer(200, "image width = 1280\r\nimage height = 720\r\n");
+const ScriptedReply kOk = HttpAnswer(200, "OK\r\n");
+const ScriptedReply kBusy = HttpAnswer(503, "busy");
 
 class AxisPicture : public AxisTest
 {
@@ -30,7 +30,7 @@ class AxisCommands : public AxisTest
 
 TEST_F(AxisPicture, IsTheCamerasSizeAndRateInH264)
 {
-    Start({kHdPicture, HttpReply(200, "Image.I0.Stream.FPS=15\r\n")});
+    Start({kHdPicture, HttpAnswer(200, "Image.I0.Stream.FPS=15\r\n")});
     ImageSize2 size = {};
     EXPECT_EQ(S_OK, m_commandSet.GetCameraImageSize(&size));
     EXPECT_EQ(1280, size.ImageWidth);
@@ -58,7 +58,7 @@ TEST_F(AxisPicture, RateWithoutLimitIsSetToThatOfTheStandard)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        Start({kHdPicture, HttpReply(200, row.reply), kOk});
+        Start({kHdPicture, HttpAnswer(200, row.reply), kOk});
         ImageSize2 size = {};
         EXPECT_EQ(S_OK, m_commandSet.GetCameraImageSize(&size));
         EXPECT_EQ(30, size.FrameRate);
@@ -71,10 +71,10 @@ TEST_F(AxisPicture, RateWithoutLimitIsSetToThatOfTheStandard)
 TEST_F(AxisPicture, RateOfA50HzCameraIsSetTo25)
 {
     AxisReplies replies = RightAxisReplies();
-    replies[AxisStep::Source] = HttpReply(200, "root.ImageSource.I0.Sensor.CaptureFrequency=50Hz");
+    replies[AxisStep::Source] = HttpAnswer(200, "root.ImageSource.I0.Sensor.CaptureFrequency=50Hz");
     replies[AxisStep::SetPFrames] = kOk;
     ASSERT_EQ(S_OK, Connect(replies, "26"));
-    Start({kHdPicture, HttpReply(200, "IMAGE.I0.STREAM.FPS=0"), kOk});
+    Start({kHdPicture, HttpAnswer(200, "IMAGE.I0.STREAM.FPS=0"), kOk});
     ImageSize2 size = {};
     EXPECT_EQ(S_OK, m_commandSet.GetCameraImageSize(&size));
     EXPECT_EQ(25, size.FrameRate);
@@ -96,7 +96,7 @@ TEST_F(AxisPicture, FailureIsLoggedAndLeavesTheRecordsAlone)
          {prefix + L"GetCameraImageSize, failed to send request: '/axis-cgi/imagesize.cgi?camera=1" + status,
           prefix + L"GetCameraImageSize, GetImageSize failed, hr = 0x80004005"}},
         {"an answer without height",
-         {HttpReply(200, "image width = 1280\r\n")},
+         {HttpAnswer(200, "image width = 1280\r\n")},
          {prefix + L"GetCameraImageSize, failed, http response: image width = 1280\r\n",
           prefix + L"GetCameraImageSize, GetImageSize failed, hr = 0x80004005"}},
         {"no rate",
@@ -107,7 +107,7 @@ TEST_F(AxisPicture, FailureIsLoggedAndLeavesTheRecordsAlone)
               status,
           prefix + L"GetCameraImageSize, GetFrameRate failed, hr = 0x80004005"}},
         {"a rate that cannot be set",
-         {kHdPicture, HttpReply(200, "Image.I0.Stream.FPS=0"), kBusy},
+         {kHdPicture, HttpAnswer(200, "Image.I0.Stream.FPS=0"), kBusy},
          {prefix + L"GetCameraFrameRate, unlimited frame rate, will set it to our default: 30",
           prefix +
               L"GetCameraFrameRate, failed to send request: "
@@ -141,7 +141,7 @@ TEST_F(AxisPicture, FailureIsLoggedAndLeavesTheRecordsAlone)
 
 TEST_F(AxisPicture, IsAllThatTheSettingsHave)
 {
-    Start({kHdPicture, HttpReply(200, "Image.I0.Stream.FPS=12")});
+    Start({kHdPicture, HttpAnswer(200, "Image.I0.Stream.FPS=12")});
     wchar_t address[] = L"not the camera's";
     CameraSettings3 settings = {address, 1, 2, 3, 4, 5, 6, 7, 8, 9, VC_None};
     EXPECT_EQ(S_OK, m_commandSet.GetCameraSettings(&settings));
@@ -253,8 +253,8 @@ TEST_F(AxisSizes, CanBeReadFromTheCameraItself)
 {
     const std::string request = "axis-cgi/param.cgi?action=list&group=Properties.Image.Resolution";
     std::vector<AxisPictureSize> sizes = {{1, 2}};
-    Start({kBusy, HttpReply(200, "Properties.Image.Resolution=some\r\n"),
-           HttpReply(200, "root.Properties.Image.Resolution=1920x1080,480x270\r\n")});
+    Start({kBusy, HttpAnswer(200, "Properties.Image.Resolution=some\r\n"),
+           HttpAnswer(200, "root.Properties.Image.Resolution=1920x1080,480x270\r\n")});
     EXPECT_EQ(E_FAIL, m_commandSet.GetImageResolutions(sizes));
     EXPECT_EQ(E_FAIL, m_commandSet.GetImageResolutions(sizes));
     EXPECT_THAT(sizes, ElementsAre(AxisPictureSize{1, 2})) << "untouched";

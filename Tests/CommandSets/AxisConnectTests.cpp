@@ -64,7 +64,7 @@ protected:
 
 TEST_F(AxisProbe, AsksWhoTheCameraIs)
 {
-    Start({HttpReply(200, "AXIS P5635-E")});
+    Start({HttpAnswer(200, "AXIS P5635-E")});
     EXPECT_EQ(S_OK, m_commandSet.TryTalkToCamera());
     EXPECT_THAT(Sent(), ElementsAre("axis-cgi/com/ptz.cgi?whoami=yes"));
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandAxis::TryTalkToCamera, succeeded, request: "
@@ -79,9 +79,9 @@ TEST_F(AxisProbe, AnyAnswerIsThatOfAnAxisCamera)
         ScriptedReply reply;
         std::wstring response;
     } rows[] = {
-        {"nothing to say", HttpReply(200, ""), L""},
-        {"no content", HttpReply(204, ""), L""},
-        {"an inner error", HttpReply(500, "oops"), L"oops"},
+        {"nothing to say", HttpAnswer(200, ""), L""},
+        {"no content", HttpAnswer(204, ""), L""},
+        {"an inner error", HttpAnswer(500, "oops"), L"oops"},
     };
     for (const auto& row : rows)
     {
@@ -97,7 +97,7 @@ TEST_F(AxisProbe, AnyAnswerIsThatOfAnAxisCamera)
 
 TEST_F(AxisProbe, FailureIsReturnedAsTheTransportReportedIt)
 {
-    Start({HttpReply(404, "no such page")});
+    Start({HttpAnswer(404, "no such page")});
     EXPECT_EQ(E_FAIL, m_commandSet.TryTalkToCamera());
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandAxis::TryTalkToCamera, failed, request: "
                                       L"'/axis-cgi/com/ptz.cgi?whoami=yes', dwStatusCode = 404, hr = 0x80004005"));
@@ -131,7 +131,7 @@ TEST_F(AxisConnect, CameraThatIsRightGetsTheLowLatencyModeAlone)
 
 TEST_F(AxisConnect, M5526HasNoLowLatencyMode)
 {
-    m_replies[AxisStep::Brand] = HttpReply(200, Line("Brand.ProdNbr", "AXIS M5526-E"));
+    m_replies[AxisStep::Brand] = HttpAnswer(200, Line("Brand.ProdNbr", "AXIS M5526-E"));
     m_replies.erase(AxisStep::LowLatency);
     EXPECT_EQ(S_OK, Connect(m_replies));
     EXPECT_EQ(5, CountOfSizes());
@@ -160,7 +160,7 @@ TEST_F(AxisConnect, ModelIsAPartOfTheProductNumber)
     {
         SCOPED_TRACE(row.reason);
         CCgiCommandAxis fresh(&m_http);
-        m_replies[AxisStep::Brand] = HttpReply(200, row.reply);
+        m_replies[AxisStep::Brand] = HttpAnswer(200, row.reply);
         Start([&] {
             std::vector<ScriptedReply> script;
             for (const auto& [step, reply] : m_replies)
@@ -178,7 +178,7 @@ TEST_F(AxisConnect, ModelIsAPartOfTheProductNumber)
 
 TEST_F(AxisConnect, CameraThatDoesNotNameItselfIsOfUnknownModel)
 {
-    m_replies[AxisStep::Brand] = HttpReply(503, "busy");
+    m_replies[AxisStep::Brand] = HttpAnswer(503, "busy");
     EXPECT_EQ(S_OK, Connect(m_replies));
     EXPECT_THAT(Logged(), ElementsAre(FailedToSend(L"CheckPrerequisites", L"list&group=Brand"), kLogOfARightCamera[1]));
     EXPECT_EQ(4, CountOfSizes());
@@ -190,7 +190,7 @@ TEST_F(AxisConnect, InterfaceOrFirmwareThatIsNotToldFails)
                                       std::pair(AxisStep::Firmware, L"list&group=Properties.Firmware")})
     {
         AxisReplies replies = UpTo(m_replies, step);
-        replies[step] = HttpReply(503, "busy");
+        replies[step] = HttpAnswer(503, "busy");
         EXPECT_EQ(E_FAIL, Connect(replies));
         EXPECT_THAT(Logged(), ElementsAre(kLogOfARightCamera[0], FailedToSend(L"CheckPrerequisites", group),
                                           L"1 CCgiCommandRtsp::ConnectToCamera, CheckPrerequistes failed"));
@@ -199,7 +199,7 @@ TEST_F(AxisConnect, InterfaceOrFirmwareThatIsNotToldFails)
 
 TEST_F(AxisConnect, FailureOfTheTransportIsReturnedUnchanged)
 {
-    Start({HttpReply(200, "")});
+    Start({HttpAnswer(200, "")});
     m_http.Close();
     EXPECT_EQ(E_UNEXPECTED, m_commandSet.ConnectToCamera());
 }
@@ -246,7 +246,7 @@ TEST_F(AxisConnect, TooOldInterfacesAndFirmwareAreRefused)
         SCOPED_TRACE(row.reason);
         const std::wstring complaint = row.complaint;
         AxisReplies replies = m_replies;
-        replies[row.step] = HttpReply(200, row.reply);
+        replies[row.step] = HttpAnswer(200, row.reply);
         if (complaint.empty())
         {
             EXPECT_EQ(S_OK, Connect(replies));
@@ -288,9 +288,9 @@ TEST_F(AxisConnect, CaptureFrequencySelectsRatesAndGroupLength)
     {
         SCOPED_TRACE(row.reason);
         AxisReplies replies = m_replies;
-        replies[AxisStep::Source] = HttpReply(200, row.reply);
+        replies[AxisStep::Source] = HttpAnswer(200, row.reply);
         if (!row.is60Hz)
-            replies[AxisStep::SetPFrames] = HttpReply(200, "OK"); // the camera's 31 are too many now
+            replies[AxisStep::SetPFrames] = HttpAnswer(200, "OK"); // the camera's 31 are too many now
         EXPECT_EQ(S_OK, Connect(replies, "26"));
         EXPECT_EQ(L"1 CCgiCommandAxis::GetVideoStandard, " + row.logged, Logged().at(1));
         EXPECT_EQ(row.is60Hz ? rates60Hz : rates50Hz, Rates());
@@ -300,7 +300,7 @@ TEST_F(AxisConnect, CaptureFrequencySelectsRatesAndGroupLength)
 
 TEST_F(AxisConnect, FrequencyThatIsNotToldLeavesTheStandard)
 {
-    m_replies[AxisStep::Source] = HttpReply(503, "busy");
+    m_replies[AxisStep::Source] = HttpAnswer(503, "busy");
     EXPECT_EQ(S_OK, Connect(m_replies));
     EXPECT_THAT(Logged(),
                 ElementsAre(kLogOfARightCamera[0], FailedToSend(L"GetVideoStandard", L"list&group=ImageSource.I0")));
@@ -332,9 +332,9 @@ TEST_F(AxisConnect, RtspServerIsSwitchedOnWhenItIsOff)
     {
         SCOPED_TRACE(row.reason);
         AxisReplies replies = m_replies;
-        replies[AxisStep::Rtsp] = HttpReply(200, row.reply);
+        replies[AxisStep::Rtsp] = HttpAnswer(200, row.reply);
         if (row.isSwitchedOn)
-            replies[AxisStep::EnableRtsp] = HttpReply(200, "OK");
+            replies[AxisStep::EnableRtsp] = HttpAnswer(200, "OK");
         EXPECT_EQ(S_OK, Connect(replies));
         std::vector<std::wstring> expected;
         if (!row.logged.empty())
@@ -349,7 +349,7 @@ TEST_F(AxisConnect, FailedCheckEndsTheChecksButNotTheConnection)
     const std::string otherAudio = Line("AudioSource.A0.AudioEncoding", "aac");
     const std::string dynamic = Line("Image.I0.MPEG.ZGopMode", "Dynamic");
     const std::string manyFrames = Line("Image.I0.MPEG.PCount", "32");
-    const ScriptedReply busy = HttpReply(503, "busy");
+    const ScriptedReply busy = HttpAnswer(503, "busy");
     const struct
     {
         const char* reason;
@@ -362,7 +362,7 @@ TEST_F(AxisConnect, FailedCheckEndsTheChecksButNotTheConnection)
          AxisStep::Rtsp,
          FailedToSend(L"CheckRtspSettings", L"list&group=Network.RTSP")},
         {"RTSP cannot be switched on",
-         {{AxisStep::Rtsp, HttpReply(200, rtspOff)}, {AxisStep::EnableRtsp, busy}},
+         {{AxisStep::Rtsp, HttpAnswer(200, rtspOff)}, {AxisStep::EnableRtsp, busy}},
          AxisStep::EnableRtsp,
          FailedToSend(L"CheckRtspSettings", L"update&Network.RTSP.Enabled=yes")},
         {"audio settings are not told",
@@ -370,7 +370,7 @@ TEST_F(AxisConnect, FailedCheckEndsTheChecksButNotTheConnection)
          AxisStep::Audio,
          FailedToSend(L"CheckAudioSettings", L"list&group=AudioSource.A0")},
         {"audio cannot be changed",
-         {{AxisStep::Audio, HttpReply(200, otherAudio)}, {AxisStep::SetAudio, busy}},
+         {{AxisStep::Audio, HttpAnswer(200, otherAudio)}, {AxisStep::SetAudio, busy}},
          AxisStep::SetAudio,
          FailedToSend(L"CheckAudioSetting",
                       L"update&AudioSource.A0.AudioEncoding=g711&AudioSource.A0.SampleRate=8000")},
@@ -379,11 +379,11 @@ TEST_F(AxisConnect, FailedCheckEndsTheChecksButNotTheConnection)
          AxisStep::Video,
          FailedToSend(L"CheckVideoSettings", L"list&group=Image.I0.MPEG")},
         {"modes cannot be fixed",
-         {{AxisStep::Video, HttpReply(200, dynamic + manyFrames)}, {AxisStep::FixModes, busy}},
+         {{AxisStep::Video, HttpAnswer(200, dynamic + manyFrames)}, {AxisStep::FixModes, busy}},
          AxisStep::FixModes,
          FailedToSend(L"CheckVideoSetting", L"update&Image.I0.MPEG.ZFpsMode=fixed&Image.I0.MPEG.ZGopMode=fixed")},
         {"groups cannot be shortened",
-         {{AxisStep::Video, HttpReply(200, manyFrames)}, {AxisStep::SetPFrames, busy}},
+         {{AxisStep::Video, HttpAnswer(200, manyFrames)}, {AxisStep::SetPFrames, busy}},
          AxisStep::SetPFrames,
          FailedToSend(L"CheckVideoSetting", L"update&Image.I0.MPEG.PCount=31")},
         {"no low-latency mode",
@@ -445,9 +445,9 @@ TEST_F(AxisConnect, AudioIsSetToG711WhenItIsSomethingElse)
     {
         SCOPED_TRACE(row.reason);
         AxisReplies replies = m_replies;
-        replies[AxisStep::Audio] = HttpReply(200, row.reply);
+        replies[AxisStep::Audio] = HttpAnswer(200, row.reply);
         if (row.isSet)
-            replies[AxisStep::SetAudio] = HttpReply(200, "OK");
+            replies[AxisStep::SetAudio] = HttpAnswer(200, "OK");
         EXPECT_EQ(S_OK, Connect(replies));
         EXPECT_EQ(row.logged, LoggedNext());
     }
@@ -504,11 +504,11 @@ TEST_F(AxisConnect, VideoGetsFixedModesAndShortGroups)
     {
         SCOPED_TRACE(row.reason);
         AxisReplies replies = m_replies;
-        replies[AxisStep::Video] = HttpReply(200, row.reply);
+        replies[AxisStep::Video] = HttpAnswer(200, row.reply);
         if (row.areModesSet)
-            replies[AxisStep::FixModes] = HttpReply(200, "OK");
+            replies[AxisStep::FixModes] = HttpAnswer(200, "OK");
         if (row.isCountSet)
-            replies[AxisStep::SetPFrames] = HttpReply(200, "OK");
+            replies[AxisStep::SetPFrames] = HttpAnswer(200, "OK");
         EXPECT_EQ(S_OK, Connect(replies));
         EXPECT_EQ(row.logged, LoggedNext());
     }
@@ -517,9 +517,9 @@ TEST_F(AxisConnect, VideoGetsFixedModesAndShortGroups)
 TEST_F(AxisConnect, ThirtyPFramesAreTooManyAt50HzOnly)
 {
     m_replies[AxisStep::Video] =
-        HttpReply(200, Line("Image.I0.MPEG.PCount", "30") + Line("Image.I0.MPEG.H264.Profile", "main"));
+        HttpAnswer(200, Line("Image.I0.MPEG.PCount", "30") + Line("Image.I0.MPEG.H264.Profile", "main"));
     EXPECT_EQ(S_OK, Connect(m_replies));
-    m_replies[AxisStep::Source] = HttpReply(200, Line("ImageSource.I0.Sensor.CaptureFrequency", "50Hz"));
-    m_replies[AxisStep::SetPFrames] = HttpReply(200, "OK");
+    m_replies[AxisStep::Source] = HttpAnswer(200, Line("ImageSource.I0.Sensor.CaptureFrequency", "50Hz"));
+    m_replies[AxisStep::SetPFrames] = HttpAnswer(200, "OK");
     EXPECT_EQ(S_OK, Connect(m_replies, "26"));
 }

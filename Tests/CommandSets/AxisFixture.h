@@ -29,20 +29,22 @@ using AxisReplies = std::map<AxisStep, ScriptedReply>;
 inline AxisReplies RightAxisReplies()
 {
     return {
-        {AxisStep::Brand, HttpReply(200, "root.Brand.Brand=AXIS\r\nroot.Brand.ProdFullName=AXIS P5635-E Network Camera"
-                                         "\r\nroot.Brand.ProdNbr=P5635-E\r\n")},
-        {AxisStep::Interface, HttpReply(200, "root.Properties.API.HTTP.Version=3\r\nroot.Properties.API.RTSP.RTSPAuth="
-                                             "yes\r\nroot.Properties.API.RTSP.Version=2.01\r\n")},
-        {AxisStep::Firmware, HttpReply(200, "root.Properties.Firmware.Version=6.10.1\r\n")},
-        {AxisStep::Source, HttpReply(200, "root.ImageSource.I0.Sensor.CaptureFrequency=60Hz\r\n")},
-        {AxisStep::Rtsp, HttpReply(200, "root.Network.RTSP.AuthenticateRTSPOverHTTP=yes\r\n"
-                                        "root.Network.RTSP.Enabled=yes\r\n")},
-        {AxisStep::Audio, HttpReply(200, "root.AudioSource.A0.AudioEncoding=g711\r\nroot.AudioSource.A0.InputGain=0\r\n"
-                                         "root.AudioSource.A0.InputType=mic\r\n"
-                                         "root.AudioSource.A0.SampleRate=8000\r\n")},
-        {AxisStep::Video, HttpReply(200, "root.Image.I0.MPEG.H264.Profile=main\r\nroot.Image.I0.MPEG.PCount=31\r\n"
-                                         "root.Image.I0.MPEG.ZFpsMode=fixed\r\nroot.Image.I0.MPEG.ZGopMode=fixed\r\n")},
-        {AxisStep::LowLatency, HttpReply(200, "OK\r\n")},
+        {AxisStep::Brand, HttpAnswer(200, "root.Brand.Brand=AXIS\r\nroot.Brand.ProdFullName=AXIS P5635-E Network Camera"
+                                          "\r\nroot.Brand.ProdNbr=P5635-E\r\n")},
+        {AxisStep::Interface, HttpAnswer(200, "root.Properties.API.HTTP.Version=3\r\nroot.Properties.API.RTSP.RTSPAuth="
+                                              "yes\r\nroot.Properties.API.RTSP.Version=2.01\r\n")},
+        {AxisStep::Firmware, HttpAnswer(200, "root.Properties.Firmware.Version=6.10.1\r\n")},
+        {AxisStep::Source, HttpAnswer(200, "root.ImageSource.I0.Sensor.CaptureFrequency=60Hz\r\n")},
+        {AxisStep::Rtsp, HttpAnswer(200, "root.Network.RTSP.AuthenticateRTSPOverHTTP=yes\r\n"
+                                         "root.Network.RTSP.Enabled=yes\r\n")},
+        {AxisStep::Audio,
+         HttpAnswer(200, "root.AudioSource.A0.AudioEncoding=g711\r\nroot.AudioSource.A0.InputGain=0\r\n"
+                         "root.AudioSource.A0.InputType=mic\r\n"
+                         "root.AudioSource.A0.SampleRate=8000\r\n")},
+        {AxisStep::Video,
+         HttpAnswer(200, "root.Image.I0.MPEG.H264.Profile=main\r\nroot.Image.I0.MPEG.PCount=31\r\n"
+                         "root.Image.I0.MPEG.ZFpsMode=fixed\r\nroot.Image.I0.MPEG.ZGopMode=fixed\r\n")},
+        {AxisStep::LowLatency, HttpAnswer(200, "OK\r\n")},
     };
 }
 

@@ -81,7 +81,7 @@ TEST_F(IpelaCommand, SendsOneRequestAndLogsItWhenItFails)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.name << ", " << row.request);
-        Probe(row.model, {HttpReply(200, "OK"), HttpReply(403, "not you")});
+        Probe(row.model, {HttpAnswer(200, "OK"), HttpAnswer(403, "not you")});
         EXPECT_EQ(S_OK, row.operation(m_commandSet));
         EXPECT_THAT(Sent(), ElementsAre(row.request));
         EXPECT_EQ(0u, m_log.Count(L"failed"));
@@ -176,17 +176,17 @@ TEST_F(IpelaStream, BadRequestSetsTheCameraUpAndTriesOnceMore)
         const std::wstring failed =
             prefix + L", request (" + Widened(row.request) + L") failed, dwStatusCode = 400, hr = 0x80004005";
 
-        Probe("SNC-EP580", {HttpReply(400, "bad"), HttpReply(200, "OK"), HttpReply(200, "OK")});
+        Probe("SNC-EP580", {HttpAnswer(400, "bad"), HttpAnswer(200, "OK"), HttpAnswer(200, "OK")});
         EXPECT_EQ(S_OK, row.start(m_commandSet));
         EXPECT_THAT(Sent(), ElementsAre(row.request, kSetup, row.request));
         EXPECT_THAT(Logged(), ElementsAre(failed));
 
-        Probe("SNC-EP580", {HttpReply(400, "bad"), HttpReply(200, "OK"), HttpReply(400, "bad")});
+        Probe("SNC-EP580", {HttpAnswer(400, "bad"), HttpAnswer(200, "OK"), HttpAnswer(400, "bad")});
         EXPECT_EQ(E_FAIL, row.start(m_commandSet));
         EXPECT_THAT(Sent(), ElementsAre(row.request, kSetup, row.request)) << "no third attempt";
         EXPECT_THAT(Logged(), ElementsAre(failed, failed));
 
-        Probe("SNC-EP580", {HttpReply(400, "bad"), HttpReply(503, "busy")});
+        Probe("SNC-EP580", {HttpAnswer(400, "bad"), HttpAnswer(503, "busy")});
         EXPECT_EQ(E_FAIL, row.start(m_commandSet));
         EXPECT_THAT(Sent(), ElementsAre(row.request, kSetup));
         EXPECT_THAT(Logged(), ElementsAre(failed,
@@ -201,7 +201,7 @@ TEST_F(IpelaStream, OtherFailuresAreNotRetried)
     for (const int statusCode : {403, 404, 503})
     {
         SCOPED_TRACE(statusCode);
-        Probe("SNC-ER580", {HttpReply(statusCode, "no")});
+        Probe("SNC-ER580", {HttpAnswer(statusCode, "no")});
         EXPECT_EQ(E_FAIL, m_commandSet.StartVideo(true, 0));
         EXPECT_THAT(Sent(), ElementsAre("mpeg4?udpMode=multicast"));
         EXPECT_EQ(E_FAIL, m_commandSet.StartAudio(true, 0));
@@ -211,8 +211,8 @@ TEST_F(IpelaStream, OtherFailuresAreNotRetried)
 
 TEST_F(IpelaStream, RetryEmptiesTheCache)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings), HttpReply(400, "bad"), HttpReply(200, "OK"),
-                        HttpReply(200, "OK"), HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings), HttpAnswer(400, "bad"), HttpAnswer(200, "OK"),
+                        HttpAnswer(200, "OK"), HttpAnswer(200, kH264Settings)});
     ImageSize2 size = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraImageSize(&size));
     ASSERT_EQ(S_OK, m_commandSet.StartVideo(true, 0));

@@ -38,7 +38,7 @@ class IpelaConnect : public IpelaTest
 
 TEST_F(IpelaProbe, SendsTheSystemInquiryAndLogsWhatAnswered)
 {
-    Start({HttpReply(200, "ModelName=SNC-EP580&Serial=100200&SoftVersion=1.53.00")});
+    Start({HttpAnswer(200, "ModelName=SNC-EP580&Serial=100200&SoftVersion=1.53.00")});
     EXPECT_EQ(S_OK, m_commandSet.TryTalkToCamera());
     EXPECT_THAT(Sent(), ElementsAre("command/inquiry.cgi?inq=system"));
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandIpela::TryTalkToCamera, IPELA ModelName = 'SNC-EP580', "
@@ -63,7 +63,7 @@ TEST_F(IpelaProbe, ModelComesFromTheUpperCasedName)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        Start({HttpReply(200, row.reply)});
+        Start({HttpAnswer(200, row.reply)});
         EXPECT_EQ(S_OK, m_commandSet.TryTalkToCamera()) << "an unknown model is one of the family all the same";
         EXPECT_EQ(row.countOfSizes, CountOfSizes(m_commandSet));
     }
@@ -71,7 +71,7 @@ TEST_F(IpelaProbe, ModelComesFromTheUpperCasedName)
 
 TEST_F(IpelaProbe, UnknownModelIsLoggedInUpperCase)
 {
-    Start({HttpReply(200, "ModelName=xsnc-ep550&Serial=1&SoftVersion=2")});
+    Start({HttpAnswer(200, "ModelName=xsnc-ep550&Serial=1&SoftVersion=2")});
     EXPECT_EQ(S_OK, m_commandSet.TryTalkToCamera());
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandIpela::GetCameraModel, unknown camera model: XSNC-EP550",
                                       L"1 CCgiCommandIpela::TryTalkToCamera, IPELA ModelName = 'xsnc-ep550', "
@@ -80,7 +80,7 @@ TEST_F(IpelaProbe, UnknownModelIsLoggedInUpperCase)
 
 TEST_F(IpelaProbe, FailureIsReturnedAsTheTransportReportedIt)
 {
-    Start({HttpReply(404, "no such page")});
+    Start({HttpAnswer(404, "no such page")});
     EXPECT_EQ(E_FAIL, m_commandSet.TryTalkToCamera());
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandIpela::TryTalkToCamera, failed to send request: "
                                       L"'command/inquiry.cgi?inq=system', hr = 0x80004005"));
@@ -93,7 +93,7 @@ TEST_F(IpelaProbe, FailureIsReturnedAsTheTransportReportedIt)
 // An inner error of the camera is a reply like any other for the transport.
 TEST_F(IpelaProbe, Status500CountsAsAnAnswer)
 {
-    Start({HttpReply(500, "ModelName=SNC-EP520")});
+    Start({HttpAnswer(500, "ModelName=SNC-EP520")});
     EXPECT_EQ(S_OK, m_commandSet.TryTalkToCamera());
     EXPECT_EQ(4, CountOfSizes(m_commandSet));
 }
@@ -105,7 +105,7 @@ TEST_F(IpelaConnect, CameraThatIsSetUpRightIsOnlyAsked)
     {
         SCOPED_TRACE(model);
         CCgiCommandIpela fresh(&m_http, &TickMs);
-        Start({HttpReply(200, std::string("ModelName=") + model), HttpReply(200, settings)});
+        Start({HttpAnswer(200, std::string("ModelName=") + model), HttpAnswer(200, settings)});
         m_countSeen = 1;
         ASSERT_EQ(S_OK, fresh.TryTalkToCamera());
         m_log.Clear();
@@ -146,8 +146,8 @@ TEST_F(IpelaConnect, CameraThatIsSetUpWrongGetsTheSetupRequestOfItsModel)
     {
         SCOPED_TRACE(testing::Message() << row.reason << ", " << row.model);
         CCgiCommandIpela fresh(&m_http, &TickMs);
-        Start({HttpReply(200, std::string("ModelName=") + row.model), HttpReply(200, row.settings),
-               HttpReply(200, "OK")});
+        Start({HttpAnswer(200, std::string("ModelName=") + row.model), HttpAnswer(200, row.settings),
+               HttpAnswer(200, "OK")});
         m_countSeen = 1;
         ASSERT_EQ(S_OK, fresh.TryTalkToCamera());
         EXPECT_EQ(S_OK, fresh.ConnectToCamera());
@@ -158,7 +158,7 @@ TEST_F(IpelaConnect, CameraThatIsSetUpWrongGetsTheSetupRequestOfItsModel)
 
 TEST_F(IpelaConnect, UnexpectedCodecAndTheSetupAreLogged)
 {
-    Probe("SNC-EP580", {HttpReply(200, Replaced(kH264Settings, "h264", "jpeg")), HttpReply(200, "OK")});
+    Probe("SNC-EP580", {HttpAnswer(200, Replaced(kH264Settings, "h264", "jpeg")), HttpAnswer(200, "OK")});
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
     EXPECT_THAT(Logged(), ElementsAre(L"1 CCgiCommandIpela::QueryCameraSettings from camera",
                                       L"1 CCgiCommandIpela::ConnectToCamera, VideoStd = ntsc",
@@ -186,7 +186,7 @@ TEST_F(IpelaConnect, VideoStandardSelectsTheTables)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.reason);
-        Start({HttpReply(200, Replaced(kH264Settings, "VideoStd=ntsc&", row.videoStd))});
+        Start({HttpAnswer(200, Replaced(kH264Settings, "VideoStd=ntsc&", row.videoStd))});
         ASSERT_EQ(S_OK, m_commandSet.ConnectToCamera());
         EXPECT_EQ(row.is60Hz ? rates60Hz : rates50Hz, Rates(m_commandSet));
         EXPECT_EQ(row.is60Hz, m_commandSet.IsFrameRateSupported(15));
@@ -197,7 +197,7 @@ TEST_F(IpelaConnect, VideoStandardSelectsTheTables)
 
 TEST_F(IpelaConnect, InquiryFailureIsReturned)
 {
-    Probe("SNC-EP580", {HttpReply(503, "busy")});
+    Probe("SNC-EP580", {HttpAnswer(503, "busy")});
     EXPECT_EQ(E_FAIL, m_commandSet.ConnectToCamera());
     EXPECT_THAT(Sent(), ElementsAre(kInquiry));
     EXPECT_THAT(Logged(),
@@ -212,7 +212,7 @@ TEST_F(IpelaConnect, EmptyInquiryReplyIsAFailure)
     for (const int statusCode : {200, 204})
     {
         SCOPED_TRACE(statusCode);
-        Probe("SNC-EP580", {HttpReply(statusCode, "")});
+        Probe("SNC-EP580", {HttpAnswer(statusCode, "")});
         EXPECT_EQ(E_FAIL, m_commandSet.ConnectToCamera());
         EXPECT_THAT(Logged(),
                     ElementsAre(L"1 CCgiCommandIpela::QueryCameraSettings from camera",
@@ -226,7 +226,7 @@ TEST_F(IpelaConnect, EmptyInquiryReplyIsAFailure)
 TEST_F(IpelaConnect, SetupFailureIsReturned)
 {
     Probe("SNC-ER580",
-          {HttpReply(200, Replaced(kMpeg4Settings, "AudioIn=on", "AudioIn=off")), HttpReply(403, "not you")});
+          {HttpAnswer(200, Replaced(kMpeg4Settings, "AudioIn=on", "AudioIn=off")), HttpAnswer(403, "not you")});
     EXPECT_EQ(E_FAIL, m_commandSet.ConnectToCamera());
     EXPECT_THAT(Sent(), ElementsAre(kInquiry, kMpeg4Setup));
     EXPECT_THAT(Logged(),
@@ -276,7 +276,7 @@ TEST_F(IpelaConnect, RegistryReplacesTheSetupRequestWhole)
         m_registry->SetText(row.name, row.text, row.type);
         CCgiCommandIpela fresh(&m_http, &TickMs);
         // No settings at all: everything is wrong for either family.
-        Start({HttpReply(200, std::string("ModelName=") + row.model), HttpReply(200, "A=1"), HttpReply(200, "OK")});
+        Start({HttpAnswer(200, std::string("ModelName=") + row.model), HttpAnswer(200, "A=1"), HttpAnswer(200, "OK")});
         m_countSeen = 1;
         ASSERT_EQ(S_OK, fresh.TryTalkToCamera());
         EXPECT_EQ(S_OK, fresh.ConnectToCamera());

@@ -13,9 +13,9 @@ protected:
     }
 
     /// Starts a camera of that name, which answers the probe and then plays the script, and probes it.
-    void Probe(const std::string& modelName, std::vector<ScriptedReply> script = {HttpReply(200, "OK")})
+    void Probe(const std::string& modelName, std::vector<ScriptedReply> script = {HttpAnswer(200, "OK")})
     {
-        script.insert(script.begin(), HttpReply(200, "ModelName=" + modelName + "&Serial=4711&SoftVersion=1.10"));
+        script.insert(script.begin(), HttpAnswer(200, "ModelName=" + modelName + "&Serial=4711&SoftVersion=1.10"));
         Start(std::move(script));
         ASSERT_EQ(S_OK, m_commandSet.TryTalkToCamera());
         m_log.Clear();

@@ -50,7 +50,7 @@ protected:
 
 TEST_F(IpelaSettingsRead, Mpeg4CameraFillsTheWholeRecord)
 {
-    Probe("SNC-ER580", {HttpReply(200, kMpeg4Settings)});
+    Probe("SNC-ER580", {HttpAnswer(200, kMpeg4Settings)});
     CameraSettings3 settings = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraSettings(&settings));
     const CBstr address(settings.MulticastAddress);
@@ -73,7 +73,7 @@ TEST_F(IpelaSettingsRead, Mpeg4CameraFillsTheWholeRecord)
 
 TEST_F(IpelaSettingsRead, H264CameraFillsTheWholeRecord)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     CameraSettings3 settings = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraSettings(&settings));
     const CBstr address(settings.MulticastAddress);
@@ -92,7 +92,7 @@ TEST_F(IpelaSettingsRead, H264CameraFillsTheWholeRecord)
 
 TEST_F(IpelaSettingsRead, UnknownCodecIsNoneAndLogged)
 {
-    Probe("SNC-EP580", {HttpReply(200, Replaced(kH264Settings, "h264", "jpeg"))});
+    Probe("SNC-EP580", {HttpAnswer(200, Replaced(kH264Settings, "h264", "jpeg"))});
     CameraSettings3 settings = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraSettings(&settings));
     const CBstr address(settings.MulticastAddress);
@@ -102,7 +102,7 @@ TEST_F(IpelaSettingsRead, UnknownCodecIsNoneAndLogged)
 
 TEST_F(IpelaSettingsRead, EveryCallHandsOutAStringOfItsOwn)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     CameraSettings3 first = {};
     CameraSettings3 second = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraSettings(&first));
@@ -136,7 +136,7 @@ TEST_F(IpelaSettingsRead, BadRepliesLeaveTheRecordUntouched)
     {
         SCOPED_TRACE(row.reason);
         m_registry->SetDword(kUseCache, 0);
-        Probe("SNC-EP580", {HttpReply(200, row.content)});
+        Probe("SNC-EP580", {HttpAnswer(200, row.content)});
         Patterned<CameraSettings3> settings;
         EXPECT_EQ(E_UNEXPECTED, m_commandSet.GetCameraSettings(&settings.record));
         EXPECT_TRUE(settings.IsUntouched());
@@ -148,7 +148,7 @@ TEST_F(IpelaSettingsRead, BadRepliesLeaveTheRecordUntouched)
 
 TEST_F(IpelaSettingsRead, InquiryFailureLeavesTheRecordsUntouched)
 {
-    Probe("SNC-EP580", {HttpReply(503, "busy")});
+    Probe("SNC-EP580", {HttpAnswer(503, "busy")});
     Patterned<CameraSettings3> settings;
     EXPECT_EQ(E_FAIL, m_commandSet.GetCameraSettings(&settings.record));
     EXPECT_TRUE(settings.IsUntouched());
@@ -178,7 +178,7 @@ TEST_F(IpelaSettingsRead, NullRecordsAreRefusedWithoutARequest)
 
 TEST_F(IpelaSettingsRead, ShortMemoryForTheAddressLeavesTheRecordUntouched)
 {
-    Probe("SNC-EP580", {HttpReply(200, Replaced(kH264Settings, "239.192.0.101", std::string(5000, '1')))});
+    Probe("SNC-EP580", {HttpAnswer(200, Replaced(kH264Settings, "239.192.0.101", std::string(5000, '1')))});
     Patterned<CameraSettings3> settings;
     const CFailingTaskMemory shortMemory;
     EXPECT_THROW((void)m_commandSet.GetCameraSettings(&settings.record), std::bad_alloc);
@@ -190,7 +190,7 @@ TEST_F(IpelaSettingsRead, ShortMemoryForTheAddressLeavesTheRecordUntouched)
 
 TEST_F(IpelaSettingsRead, CameraImageSizeNeedsNoStreamTargets)
 {
-    Probe("SNC-EP550", {HttpReply(200, "ImageCodec1=mpeg4&ImageSize1=640,368&FrameRate1=10")});
+    Probe("SNC-EP550", {HttpAnswer(200, "ImageCodec1=mpeg4&ImageSize1=640,368&FrameRate1=10")});
     ImageSize2 size = {};
     ASSERT_EQ(S_OK, m_commandSet.GetCameraImageSize(&size));
     EXPECT_EQ(640, size.ImageWidth);
@@ -206,7 +206,7 @@ TEST_F(IpelaSettingsRead, CameraImageSizeWithoutANumberIsRefused)
     {
         SCOPED_TRACE(content);
         m_registry->SetDword(kUseCache, 0);
-        Probe("SNC-EP550", {HttpReply(200, content)});
+        Probe("SNC-EP550", {HttpAnswer(200, content)});
         Patterned<ImageSize2> size;
         EXPECT_EQ(E_UNEXPECTED, m_commandSet.GetCameraImageSize(&size.record));
         EXPECT_TRUE(size.IsUntouched());
@@ -217,7 +217,7 @@ TEST_F(IpelaSettingsRead, CameraImageSizeWithoutANumberIsRefused)
 
 TEST_F(IpelaSettingsRead, TransportIsChosenByMulticastAndStream)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     const struct
     {
         const char* reason;
@@ -273,7 +273,7 @@ TEST_F(IpelaSettingsRead, TransportChecksTheTargetsButNotThePicture)
     {
         SCOPED_TRACE(row.reason);
         m_registry->SetDword(kUseCache, 0);
-        Probe("SNC-EP580", {HttpReply(200, row.content)});
+        Probe("SNC-EP580", {HttpAnswer(200, row.content)});
         Patterned<TransportParameters> parameters;
         EXPECT_EQ(row.hr, m_commandSet.SetupTransport(0, &parameters.record));
         if (FAILED(row.hr))
@@ -354,7 +354,7 @@ TEST_F(IpelaSettingsRead, H264ParametersAreNotKnown)
 
 TEST_F(IpelaCache, AnswersForTenSeconds)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, Ask());
     EXPECT_THAT(Sent(), ElementsAre(kInquiry));
     Logged();
@@ -373,7 +373,7 @@ TEST_F(IpelaCache, AnswersForTenSeconds)
 TEST_F(IpelaCache, SurvivesTheTickCountGoingRound)
 {
     s_tickMs = 0xFFFFFFFFu - 4999;
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, Ask());
     EXPECT_EQ(1u, CountSent());
     s_tickMs += 9999;
@@ -386,7 +386,7 @@ TEST_F(IpelaCache, SurvivesTheTickCountGoingRound)
 
 TEST_F(IpelaCache, ServesEveryReader)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
     EXPECT_EQ(1u, CountSent());
     EXPECT_EQ(S_OK, Ask());
@@ -419,7 +419,7 @@ TEST_F(IpelaCache, RegistrySwitchesItOff)
         SCOPED_TRACE(row.reason);
         row.set(*m_registry);
         s_tickMs += 60000;
-        Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+        Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
         EXPECT_EQ(S_OK, Ask());
         EXPECT_EQ(S_OK, Ask());
         EXPECT_EQ(row.countOfInquiries, CountSent());
@@ -429,7 +429,7 @@ TEST_F(IpelaCache, RegistrySwitchesItOff)
 TEST_F(IpelaCache, IsOnWithoutTheRegistryKey)
 {
     m_registry.reset();
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, Ask());
     EXPECT_EQ(S_OK, Ask());
     EXPECT_EQ(1u, CountSent());
@@ -438,7 +438,7 @@ TEST_F(IpelaCache, IsOnWithoutTheRegistryKey)
 TEST_F(IpelaCache, IsFilledEvenWhileItIsSwitchedOff)
 {
     m_registry->SetDword(kUseCache, 0);
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, Ask());
     m_registry->SetDword(kUseCache, 1);
     EXPECT_EQ(S_OK, Ask());
@@ -464,7 +464,7 @@ TEST_F(IpelaCache, IsEmptiedByEveryChangeButTheVolume)
     {
         SCOPED_TRACE(row.reason);
         s_tickMs += 60000;
-        Probe("SNC-EP580", {HttpReply(200, kH264Settings)});
+        Probe("SNC-EP580", {HttpAnswer(200, kH264Settings)});
         ASSERT_EQ(S_OK, Ask());
         ASSERT_EQ(S_OK, row.change(m_commandSet));
         Sent();
@@ -476,7 +476,7 @@ TEST_F(IpelaCache, IsEmptiedByEveryChangeButTheVolume)
 TEST_F(IpelaCache, IsEmptiedByTheSetup)
 {
     const std::string wrong = Replaced(kH264Settings, "AudioIn=on", "AudioIn=off");
-    Probe("SNC-EP580", {HttpReply(200, wrong), HttpReply(200, "OK"), HttpReply(200, kH264Settings)});
+    Probe("SNC-EP580", {HttpAnswer(200, wrong), HttpAnswer(200, "OK"), HttpAnswer(200, kH264Settings)});
     EXPECT_EQ(S_OK, m_commandSet.ConnectToCamera());
     EXPECT_EQ(2u, CountSent());
     EXPECT_EQ(S_OK, Ask());
@@ -485,7 +485,7 @@ TEST_F(IpelaCache, IsEmptiedByTheSetup)
 
 TEST_F(IpelaCache, StaysWhenAChangeFails)
 {
-    Probe("SNC-EP580", {HttpReply(200, kH264Settings), HttpReply(403, "no"), HttpReply(403, "no")});
+    Probe("SNC-EP580", {HttpAnswer(200, kH264Settings), HttpAnswer(403, "no"), HttpAnswer(403, "no")});
     EXPECT_EQ(S_OK, Ask());
     EXPECT_EQ(E_FAIL, m_commandSet.SetImageSize(640, 480, 15, VC_H264));
     EXPECT_EQ(E_FAIL, m_commandSet.SetBitRate(512));

@@ -13,7 +13,7 @@
 
 namespace
 {
-LogMessage MessageWithText(std::wstring_view text)
+LogMessage MessageForFile(std::wstring_view text)
 {
     return {L"TEST", LogLevel::Error, "File.cpp", 7, text};
 }
@@ -26,7 +26,7 @@ TEST(LogFileSink, WritesTheLineWithLocalTimeAndThread)
     {
         CLogFileSink sink((folder / "log.txt").c_str());
         ASSERT_TRUE(sink.IsOpen());
-        sink.Write(MessageWithText(L"caf\u00E9\r\nforged"));
+        sink.Write(MessageForFile(L"caf\u00E9\r\nforged"));
     }
     const std::string bytes = ReadFileBytes(folder / "log.txt");
     std::smatch match;
@@ -43,7 +43,7 @@ TEST(LogFileSink, AppendsToWhatIsThere)
 {
     const CTemporaryFolder folder;
     for (int round = 0; round < 2; ++round)
-        CLogFileSink((folder / "log.txt").c_str()).Write(MessageWithText(L"round"));
+        CLogFileSink((folder / "log.txt").c_str()).Write(MessageForFile(L"round"));
     const std::string bytes = ReadFileBytes(folder / "log.txt");
     EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), 2);
 }
@@ -52,7 +52,7 @@ TEST(LogFileSink, LetsOthersReadRenameAndDeleteTheFile)
 {
     const CTemporaryFolder folder;
     CLogFileSink sink((folder / "log.txt").c_str());
-    sink.Write(MessageWithText(L"line"));
+    sink.Write(MessageForFile(L"line"));
     EXPECT_FALSE(ReadFileBytes(folder / "log.txt").empty());
     EXPECT_TRUE(::MoveFileW((folder / "log.txt").c_str(), (folder / "old.txt").c_str())) << ::GetLastError();
     EXPECT_TRUE(::DeleteFileW((folder / "old.txt").c_str())) << ::GetLastError();
@@ -63,7 +63,7 @@ TEST(LogFileSink, WritesNothingWhenTheFileCannotBeOpened)
     const CTemporaryFolder folder;
     CLogFileSink sink((folder / "no-such-folder" / "log.txt").c_str());
     EXPECT_FALSE(sink.IsOpen());
-    sink.Write(MessageWithText(L"lost"));
+    sink.Write(MessageForFile(L"lost"));
     EXPECT_FALSE(std::filesystem::exists(folder / "no-such-folder"));
 }
 
@@ -78,14 +78,14 @@ TEST(LogFileSink, WritesWithoutTheLockOfAProcessThatNeverReturnsIt)
     place.OffsetHigh = 0x40000000;
     ASSERT_TRUE(::LockFileEx(other.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place)) << ::GetLastError();
     const DWORD startTick = ::GetTickCount();
-    sink.Write(MessageWithText(L"line"));
+    sink.Write(MessageForFile(L"line"));
     const DWORD firstMs = ::GetTickCount() - startTick;
     EXPECT_FALSE(ReadFileBytes(folder / "log.txt").empty());
 
     // A request logs dozens of lines and has a time limit: only the first one waits.
     const DWORD nextTick = ::GetTickCount();
     for (int i = 0; i < 50; ++i)
-        sink.Write(MessageWithText(L"line"));
+        sink.Write(MessageForFile(L"line"));
     EXPECT_LT(::GetTickCount() - nextTick, firstMs);
 }
 

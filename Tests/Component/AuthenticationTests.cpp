@@ -8,8 +8,6 @@ namespace
 {
 using testing::ElementsAre;
 
-const std::string kProbe = "command/inquiry.cgi?inq=system";
-
 AuthenticationOptions Ask(AuthenticationScheme scheme)
 {
     AuthenticationOptions options;

@@ -10,8 +10,8 @@ class AxisAnswers : public ScriptedCameraTest
 
 TEST_F(AxisAnswers, ParameterUnderAnotherNameIsAnotherParameter)
 {
-    Start({HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, "image width = 1280\r\nimage height = 720"),
-           HttpReply(200, "root.Image.I0.Stream.FPS=15"), HttpReply(200, "OK")});
+    Start({HttpAnswer(404, ""), HttpAnswer(200, "AXIS"), HttpAnswer(200, "image width = 1280\r\nimage height = 720"),
+           HttpAnswer(200, "root.Image.I0.Stream.FPS=15"), HttpAnswer(200, "OK")});
     ImageSize2 size = {};
     EXPECT_EQ(S_OK, m_command->GetCameraImageSize(&size));
     EXPECT_EQ(30, size.FrameRate) << "the rate is asked for without the root in front";
@@ -27,7 +27,7 @@ TEST_F(AxisAnswers, HugeOrBrokenListsAreSurvived)
     };
     for (const std::string& body : rows)
     {
-        Start({HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, body)});
+        Start({HttpAnswer(404, ""), HttpAnswer(200, "AXIS"), HttpAnswer(200, body)});
         EXPECT_EQ(S_OK, m_command->ConnectToCamera());
         EXPECT_GE(Sent().size(), 10u) << "every list is asked for";
         CameraSettings3 settings = {};

@@ -9,13 +9,9 @@
 namespace
 {
 /// Connecting may wait twice before it gives up; the rest is for a loaded machine.
-constexpr std::chrono::seconds kBound{8};
+constexpr std::chrono::seconds kConnectBound{8};
 
-/// What a cut or broken answer amounts to differs between the systems' HTTP layers.
-constexpr HRESULT kFailure = 1;
-constexpr HRESULT kDoneOrFailed = 2;
-
-struct Row
+struct AxisRow
 {
     const char* fault;
     HRESULT connect;  ///< fails with its second list
@@ -24,7 +20,7 @@ struct Row
     const wchar_t* limitMs = L"600";
 };
 
-constexpr Row kRows[] = {
+constexpr AxisRow kAxisRows[] = {
     {"delay:200", S_OK, S_OK, S_OK},
     {"delay:1500", kTimedOut, kTimedOut, kTimedOut},
     {"drop", E_FAIL, E_FAIL, E_FAIL},
@@ -40,7 +36,7 @@ constexpr Row kRows[] = {
     {"body:image width = 8", S_OK, E_FAIL, S_OK},
 };
 
-class AxisFaults : public SimulatedCameraTest, public testing::WithParamInterface<Row>
+class AxisFaults : public SimulatedCameraTest, public testing::WithParamInterface<AxisRow>
 {
 protected:
     void SetUp() override
@@ -62,7 +58,7 @@ protected:
         m_camera->AddFault(GetParam().fault);
         const auto start = std::chrono::steady_clock::now();
         const HRESULT hr = call();
-        EXPECT_LT(std::chrono::steady_clock::now() - start, kBound);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, kConnectBound);
         if (expected == kFailure)
             EXPECT_TRUE(FAILED(hr));
         else if (expected == kDoneOrFailed)
@@ -84,7 +80,7 @@ TEST_P(AxisFaults, LeaveTheObjectUsable)
         GetParam().move, [&] { return m_command->SendPTZStartCommand(PTZ_UPPER, 5); }, "SendPTZStartCommand");
 }
 
-INSTANTIATE_TEST_SUITE_P(All, AxisFaults, testing::ValuesIn(kRows), [](const auto& test) {
+INSTANTIATE_TEST_SUITE_P(All, AxisFaults, testing::ValuesIn(kAxisRows), [](const auto& test) {
     std::string name = test.param.fault;
     std::erase_if(name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); });
     return name;

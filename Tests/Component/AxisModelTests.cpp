@@ -10,7 +10,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 
 const std::string kList = "axis-cgi/param.cgi?action=list&group=";
-const std::string kUpdate = "axis-cgi/param.cgi?action=update&";
 
 class AxisModels : public SimulatedCameraTest,
                    public testing::WithParamInterface<std::tuple<const char*, VideoStandard>>

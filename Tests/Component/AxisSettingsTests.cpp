@@ -11,8 +11,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string kIsAxis = "1 CAVCommand::ChooseCgiCommandSet, camera is AXIS.";
-const std::string kProbe = "axis-cgi/com/ptz.cgi?whoami=yes";
-const std::string kUpdate = "axis-cgi/param.cgi?action=update&";
+const std::string kAxisProbe = "axis-cgi/com/ptz.cgi?whoami=yes";
 
 class AxisSettings : public SimulatedCameraTest
 {
@@ -34,8 +33,8 @@ TEST_F(AxisSettings, FamilyIsFoundBehindIpela)
     Start({.model = "AXIS P5635-E"});
     EXPECT_EQ(S_OK, m_command->SetAudioInVolume(1));
     EXPECT_EQ(S_OK, m_command->SetAudioInVolume(2));
-    EXPECT_THAT(Sent(), ElementsAre("command/inquiry.cgi?inq=system", kProbe, kUpdate + "AudioSource.A0.InputGain=1",
-                                    kUpdate + "AudioSource.A0.InputGain=2"));
+    EXPECT_THAT(Sent(), ElementsAre("command/inquiry.cgi?inq=system", kAxisProbe,
+                                    kUpdate + "AudioSource.A0.InputGain=1", kUpdate + "AudioSource.A0.InputGain=2"));
     EXPECT_THAT(m_log.Lines(),
                 ElementsAre("1 CHttpRequest::SendRequest, failed for url: 'command/inquiry.cgi?inq=system', "
                             "status code: 404, 'Not Found'",

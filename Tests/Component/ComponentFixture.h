@@ -19,6 +19,9 @@
 inline testing::Environment* const g_componentEnvironment =
     testing::AddGlobalTestEnvironment(ComponentEnvironment::Make());
 
+/// What asks a camera whether it is an IPELA one.
+inline const std::string kProbe = "command/inquiry.cgi?inq=system";
+
 /// The time-out result of every call that waits for a camera.
 inline constexpr HRESULT kTimedOut = static_cast<HRESULT>(0x800C05B4);
 

@@ -16,7 +16,7 @@ class FailureReport : public LastingCameraTest
 
 TEST_F(FailureReport, UnknownCameraFailsAtOnceAndIsReportedOnce)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     const auto start = std::chrono::steady_clock::now();
@@ -71,7 +71,7 @@ private:
 
 TEST_F(FailureReport, RefusedOpenKeepsTheCameraOfBefore)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     const CommandPointer command = OpenTo(camera);
     ASSERT_EQ(E_INVALIDARG, Open(command, 0));
     EXPECT_EQ(E_FAIL, command->ConnectToCamera());
@@ -83,7 +83,7 @@ TEST_F(FailureReport, RefusedOpenKeepsTheCameraOfBefore)
 
 TEST_F(FailureReport, ObjectsShareTheHourOfACamera)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     EXPECT_EQ(E_FAIL, OpenTo(camera)->ConnectToCamera());
     EXPECT_EQ(1u, m_log.Count(kCantTalk));
     EXPECT_EQ(E_FAIL, OpenTo(camera)->ConnectToCamera());
@@ -93,8 +93,8 @@ TEST_F(FailureReport, ObjectsShareTheHourOfACamera)
 
 TEST_F(FailureReport, AnotherPortHasItsOwnHour)
 {
-    const CScriptedCamera& first = MakeCamera({HttpReply(404, "")});
-    const CScriptedCamera& second = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& first = MakeCamera({HttpAnswer(404, "")});
+    const CScriptedCamera& second = MakeCamera({HttpAnswer(404, "")});
     const CommandPointer command = OpenTo(first);
     EXPECT_EQ(E_FAIL, command->ConnectToCamera());
     EXPECT_EQ(S_OK, Open(command, second.Port()));
@@ -104,7 +104,7 @@ TEST_F(FailureReport, AnotherPortHasItsOwnHour)
 
 TEST_F(FailureReport, AnotherSpellingHasItsOwnHour)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     for (const wchar_t* name : {L"localhost", L"LOCALHOST", L"127.0.0.1"})
     {
         m_log.Clear();
@@ -118,13 +118,13 @@ TEST_F(FailureReport, AnotherSpellingHasItsOwnHour)
 
 TEST_F(FailureReport, SuccessDoesNotEndTheHour)
 {
-    CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     const CommandPointer command = OpenTo(camera);
     EXPECT_EQ(E_FAIL, command->ConnectToCamera());
     camera.Enqueue(ProbeReply());
     EXPECT_EQ(S_OK, command->PauseStreaming());
     ASSERT_EQ(S_OK, Open(command, camera.Port()));
-    camera.Enqueue(HttpReply(404, ""));
+    camera.Enqueue(HttpAnswer(404, ""));
     EXPECT_EQ(E_FAIL, command->ConnectToCamera());
     EXPECT_EQ(1u, m_log.Count(kCantTalk));
 }

@@ -14,13 +14,6 @@ const std::string kTryAgain =
     "1 CAVCommand::ChooseCgiCommandSet, talk to camera timeout, will try again, tryCount = 1.";
 const std::string kIsIpela = "1 CAVCommand::ChooseCgiCommandSet, camera is IPELA.";
 
-ScriptedReply Silence()
-{
-    ScriptedReply reply;
-    reply.silentAfter = true;
-    return reply;
-}
-
 const std::string kIsAxis = "1 CAVCommand::ChooseCgiCommandSet, camera is AXIS.";
 const char kIpela = 'I';
 const char kAxis = 'A';
@@ -46,7 +39,7 @@ class FamilyChoice : public LastingCameraTest
 
 TEST_F(FamilyChoice, CameraIsAskedOnceAndThenKnown)
 {
-    const CScriptedCamera& camera = MakeCamera({ProbeReply("SNC-EP580"), HttpReply(200, "")});
+    const CScriptedCamera& camera = MakeCamera({ProbeReply("SNC-EP580"), HttpAnswer(200, "")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     EXPECT_EQ(S_OK, command->SetAudioInVolume(1));
@@ -61,7 +54,8 @@ TEST_F(FamilyChoice, CameraIsAskedOnceAndThenKnown)
 
 TEST_F(FamilyChoice, CameraThatIsNoIpelaOneIsAskedWhetherItIsAnAxisOne)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, ""), HttpReply(200, "AXIS P5635"), HttpReply(200, "")});
+    const CScriptedCamera& camera =
+        MakeCamera({HttpAnswer(404, ""), HttpAnswer(200, "AXIS P5635"), HttpAnswer(200, "")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     EXPECT_EQ(S_OK, command->SetAudioInVolume(1));
@@ -86,7 +80,7 @@ TEST_F(FamilyChoice, IpelaCameraIsNotAskedWhetherItIsAnAxisOne)
 
 TEST_F(FamilyChoice, CameraThatKnowsBothRequestsCountsAsIpela)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(200, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(200, "")});
     EXPECT_EQ(S_OK, OpenTo(camera)->PauseStreaming());
     EXPECT_THAT(Probes(camera), ElementsAre(kIpela));
 }
@@ -111,7 +105,7 @@ TEST_F(FamilyChoice, ModelIsWhatItsNameBeginsWith)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.name);
-        const CScriptedCamera& camera = MakeCamera({ProbeReply(row.name), HttpReply(200, "")});
+        const CScriptedCamera& camera = MakeCamera({ProbeReply(row.name), HttpAnswer(200, "")});
         const CommandPointer command = OpenTo(camera);
         m_log.Clear();
         EXPECT_EQ(S_OK, command->SetBitRate(64));
@@ -132,7 +126,7 @@ TEST_F(FamilyChoice, UnknownModelIsNamedInUpperCase)
 
 TEST_F(FamilyChoice, EmptyAnswerIsAnUnknownModel)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(200, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(200, "")});
     const CommandPointer command = OpenTo(camera);
     EXPECT_EQ(S_OK, command->PauseStreaming());
     EXPECT_EQ(1u, m_log.Count(kIsIpela));
@@ -140,7 +134,7 @@ TEST_F(FamilyChoice, EmptyAnswerIsAnUnknownModel)
 
 TEST_F(FamilyChoice, EveryMethodThatNeedsTheCameraFails)
 {
-    const CScriptedCamera& camera = MakeCamera({HttpReply(404, "")});
+    const CScriptedCamera& camera = MakeCamera({HttpAnswer(404, "")});
     const CommandPointer command = OpenTo(camera);
     ImageSize* sizes = nullptr;
     ImageSize2* sizes2 = nullptr;
@@ -222,7 +216,7 @@ TEST_F(SilentCamera, IsAskedTwiceWithOnePause)
 
 TEST_F(SilentCamera, ThatWakesUpIsFoundInTheSecondPass)
 {
-    const CScriptedCamera& camera = MakeCamera({Silence(), Silence(), ProbeReply(), HttpReply(200, "")});
+    const CScriptedCamera& camera = MakeCamera({Silence(), Silence(), ProbeReply(), HttpAnswer(200, "")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     EXPECT_EQ(S_OK, command->SetBitRate(64));
@@ -234,7 +228,7 @@ TEST_F(SilentCamera, ThatWakesUpIsFoundInTheSecondPass)
 
 TEST_F(SilentCamera, ThatAnswersOnlyTheSecondProbeIsFoundAtOnce)
 {
-    const CScriptedCamera& camera = MakeCamera({Silence(), HttpReply(200, "AXIS"), HttpReply(200, "OK")});
+    const CScriptedCamera& camera = MakeCamera({Silence(), HttpAnswer(200, "AXIS"), HttpAnswer(200, "OK")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     const auto start = std::chrono::steady_clock::now();
@@ -247,8 +241,8 @@ TEST_F(SilentCamera, ThatAnswersOnlyTheSecondProbeIsFoundAtOnce)
 
 TEST_F(SilentCamera, ThatTimesOutOnTheSecondProbeAloneIsAskedTwice)
 {
-    const CScriptedCamera& camera =
-        MakeCamera({HttpReply(404, ""), Silence(), HttpReply(404, ""), HttpReply(200, "AXIS"), HttpReply(200, "OK")});
+    const CScriptedCamera& camera = MakeCamera(
+        {HttpAnswer(404, ""), Silence(), HttpAnswer(404, ""), HttpAnswer(200, "AXIS"), HttpAnswer(200, "OK")});
     const CommandPointer command = OpenTo(camera);
     m_log.Clear();
     EXPECT_EQ(S_OK, command->SetBitRate(64));

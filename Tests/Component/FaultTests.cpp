@@ -19,10 +19,6 @@ struct Row
     const wchar_t* limitMs = L"600";
 };
 
-/// What a cut or broken answer amounts to differs between the systems' HTTP layers. Settings out of it are a failure
-/// in any case; a command may count as done when its status was still to be made out.
-constexpr HRESULT kFailure = 1;
-constexpr HRESULT kDoneOrFailed = 2;
 constexpr HRESULT kNotCalled = 3;
 
 constexpr Row kRows[] = {

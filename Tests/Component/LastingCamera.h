@@ -4,7 +4,6 @@
 
 #include <deque>
 
-inline const std::string kProbe = "command/inquiry.cgi?inq=system";
 inline const std::string kCantTalk = "8 CAVCommand::ChooseCgiCommandSet, can't talk to camera.";
 
 /// A camera that keeps its port until the program ends: a failure is reported once an hour for the whole process and
@@ -13,6 +12,13 @@ inline CScriptedCamera& MakeCamera(std::vector<ScriptedReply> script)
 {
     static std::deque<CScriptedCamera> cameras;
     return cameras.emplace_back(std::move(script));
+}
+
+inline ScriptedReply Silence()
+{
+    ScriptedReply reply;
+    reply.silentAfter = true;
+    return reply;
 }
 
 /// How often the camera was asked whether it is an IPELA one.

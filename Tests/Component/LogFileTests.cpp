@@ -132,7 +132,7 @@ TEST_F(LogFile, TraceLevelShowsTheNotificationsOfARequest)
 
 TEST_F(LogFile, AnswerWithLineBreaksStaysOneLine)
 {
-    StartProbed({HttpReply(200, "McAddress1=239.192.0.1\r\n&M\xC3\xBCll")});
+    StartProbed({HttpAnswer(200, "McAddress1=239.192.0.1\r\n&M\xC3\xBCll")});
     CameraSettings3 settings = {};
     EXPECT_EQ(E_UNEXPECTED, m_command->GetCameraSettings3(&settings));
     // Lines() refuses a line that does not begin as one.
@@ -148,7 +148,7 @@ TEST_F(LogFile, NeverHoldsThePassword)
     ::SetEnvironmentVariableW(L"ORBELL_LOG_LEVELS", L"0xFFFFFFFF");
     for (const std::string& challenge : {digest, basic})
     {
-        Start({HttpReply(401, "", challenge), ProbeReply(), HttpReply(401, "", challenge)}, L"operator", L"Sesam-9");
+        Start({HttpAnswer(401, "", challenge), ProbeReply(), HttpAnswer(401, "", challenge)}, L"operator", L"Sesam-9");
         EXPECT_EQ(E_FAIL, m_command->SetBitRate(64));
     }
     const std::string bytes = ReadFileBytes(m_folder / "secret.log");

@@ -33,7 +33,7 @@ TEST_F(NullPointer, IsForTheCommandSetToRefuse)
     CTaskMemory<ImageSize> sizes;
     CTaskMemory<ImageSize2> sizes2;
     CTaskMemory<long> rates;
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     EXPECT_EQ(E_INVALIDARG, m_command->GetCameraSettings2(nullptr));
     EXPECT_EQ(E_INVALIDARG, m_command->GetCameraSettings3(nullptr));
     EXPECT_EQ(E_INVALIDARG, m_command->GetCameraImageSize(nullptr));
@@ -55,7 +55,7 @@ TEST_F(NullPointer, IsForTheCommandSetToRefuse)
 
 TEST_F(NullPointer, ForTheSizesLeavesTheirCount)
 {
-    StartProbed({HttpReply(200, "")}, "SNC-EP550");
+    StartProbed({HttpAnswer(200, "")}, "SNC-EP550");
     long count = -1;
     EXPECT_EQ(S_OK, m_command->GetSupportedImageSizes(nullptr, &count));
     EXPECT_EQ(10, count);

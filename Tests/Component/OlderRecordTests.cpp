@@ -33,7 +33,7 @@ void ExpectSettings(const Settings& settings)
 
 TEST_F(OlderRecord, SettingsComeInEachOfTheThreeForms)
 {
-    StartProbed({HttpReply(200, kSettings)});
+    StartProbed({HttpAnswer(200, kSettings)});
     struct
     {
         CameraSettings settings = {};
@@ -59,7 +59,7 @@ TEST_F(OlderRecord, SettingsComeInEachOfTheThreeForms)
 
 TEST_F(OlderRecord, FailureLeavesTheRecordsAlone)
 {
-    StartProbed({HttpReply(200, "McAddress1=239.192.0.1")});
+    StartProbed({HttpAnswer(200, "McAddress1=239.192.0.1")});
     CameraSettings oldest = {};
     CameraSettings2 second = {};
     CameraSettings3 newest = {};
@@ -75,7 +75,7 @@ TEST_F(OlderRecord, FailureLeavesTheRecordsAlone)
 
 TEST_F(OlderRecord, SizesLoseOnlyTheirCodec)
 {
-    StartProbed({HttpReply(200, "")}, "SNC-EP580");
+    StartProbed({HttpAnswer(200, "")}, "SNC-EP580");
     CTaskMemory<ImageSize> sizes;
     CTaskMemory<ImageSize2> sizes2;
     long count = 0;
@@ -94,7 +94,7 @@ TEST_F(OlderRecord, SizesLoseOnlyTheirCodec)
 
 TEST_F(OlderRecord, OlderMethodsMeanMpeg4)
 {
-    StartProbed({HttpReply(200, "")}, "SNC-EP580");
+    StartProbed({HttpAnswer(200, "")}, "SNC-EP580");
     EXPECT_EQ(S_FALSE, m_command->IsImageSizeSupported(1920, 1080, 30)) << "only in H.264";
     EXPECT_EQ(S_OK, m_command->IsImageSizeSupported2(1920, 1080, 30, VC_H264));
     EXPECT_EQ(E_INVALIDARG, m_command->SetImageSize(1920, 1080, 30));
@@ -105,7 +105,7 @@ TEST_F(OlderRecord, OlderMethodsMeanMpeg4)
 TEST_F(OlderRecord, EverythingThatIsHandedOutIsTheClientsAndNothingElseStays)
 {
     m_registry.SetDword(kUseCache, 0);
-    StartProbed({HttpReply(200, kSettings)});
+    StartProbed({HttpAnswer(200, kSettings)});
     const auto callAll = [&] {
         CTaskMemory<ImageSize> sizes;
         CTaskMemory<ImageSize2> sizes2;
@@ -137,7 +137,7 @@ TEST_F(OlderRecord, EverythingThatIsHandedOutIsTheClientsAndNothingElseStays)
 
 TEST_F(OlderRecord, WantOfMemoryForTheOlderArrayIsReported)
 {
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     long count = -1;
     ImageSize* sizes = nullptr;
     {
@@ -151,7 +151,7 @@ TEST_F(OlderRecord, WantOfMemoryForTheOlderArrayIsReported)
 
 TEST_F(OlderRecord, WantOfMemoryForTheCommandSetsArrayIsReported)
 {
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     long count = -1;
     ImageSize* sizes = nullptr;
     long* rates = nullptr;

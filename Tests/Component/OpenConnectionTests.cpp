@@ -11,8 +11,6 @@ class OpenConnection : public ScriptedCameraTest
 {
 };
 
-const std::string kProbe = "command/inquiry.cgi?inq=system";
-
 TEST_F(OpenConnection, NewObjectIsNotConnected)
 {
     const CommandPointer command = CreateCommand();
@@ -75,7 +73,7 @@ TEST_F(OpenConnection, NullUserAndPasswordAreNone)
 
 TEST_F(OpenConnection, RefusalClosesTheConnectionOfBefore)
 {
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     EXPECT_EQ(E_INVALIDARG, Open(m_command, 0));
     EXPECT_EQ(S_FALSE, m_command->IsConnected());
     EXPECT_EQ(E_FAIL, m_command->SetBitRate(64));
@@ -85,11 +83,11 @@ TEST_F(OpenConnection, RefusalClosesTheConnectionOfBefore)
 TEST_F(OpenConnection, SecondOneStartsFromNothing)
 {
     const std::string challenge = "WWW-Authenticate: Basic realm=\"cam\"\r\n";
-    Start({HttpReply(401, "", challenge), ProbeReply("SNC-EP580"), HttpReply(200, "")}, L"user", L"pass");
+    Start({HttpAnswer(401, "", challenge), ProbeReply("SNC-EP580"), HttpAnswer(200, "")}, L"user", L"pass");
     ASSERT_EQ(S_OK, m_command->SetBitRate(64));
     EXPECT_THAT(Sent(), ElementsAre(kProbe, kProbe, "command/camera.cgi?BitRate1=64"));
 
-    CScriptedCamera other({ProbeReply("SNC-RX550"), HttpReply(200, "")});
+    CScriptedCamera other({ProbeReply("SNC-RX550"), HttpAnswer(200, "")});
     ASSERT_EQ(S_OK, Open(m_command, other.Port()));
     ASSERT_EQ(S_OK, m_command->SetBitRate(64));
     EXPECT_THAT(Sent(), IsEmpty());
@@ -102,7 +100,7 @@ TEST_F(OpenConnection, SecondOneStartsFromNothing)
 TEST_F(OpenConnection, ReopeningTheSameCameraProbesAgainWithoutCredentials)
 {
     const std::string challenge = "WWW-Authenticate: Basic realm=\"cam\"\r\n";
-    Start({HttpReply(401, "", challenge), ProbeReply(), HttpReply(200, "")}, L"user", L"pass");
+    Start({HttpAnswer(401, "", challenge), ProbeReply(), HttpAnswer(200, "")}, L"user", L"pass");
     ASSERT_EQ(S_OK, m_command->SetBitRate(64));
     ASSERT_EQ(S_OK, Open(m_command, m_camera->Port(), L"user", L"pass"));
     Forget();
@@ -116,7 +114,7 @@ TEST_F(OpenConnection, ReopeningTheSameCameraProbesAgainWithoutCredentials)
 
 TEST_F(OpenConnection, ClosedObjectFailsWithoutARequestUntilItIsOpenedAgain)
 {
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     EXPECT_EQ(S_OK, m_command->CloseConnection());
     EXPECT_EQ(E_FAIL, m_command->SetBitRate(64));
     EXPECT_EQ(S_OK, m_command->CloseConnection());

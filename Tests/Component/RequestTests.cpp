@@ -13,7 +13,6 @@ class Request : public ScriptedCameraTest
 {
 };
 
-const std::string kProbe = "command/inquiry.cgi?inq=system";
 const std::string kVolume = "command/camera.cgi?AudioInVolume=3";
 
 /// The header lines of a request head without the request line, sorted.
@@ -32,7 +31,7 @@ std::vector<std::string> HeaderLines(const std::string& head)
 
 TEST_F(Request, CarriesTheseHeadersAndNoOthers)
 {
-    Start({ProbeReply(), HttpReply(200, "")}, L"admin", L"secret");
+    Start({ProbeReply(), HttpAnswer(200, "")}, L"admin", L"secret");
     ASSERT_EQ(S_OK, m_command->SetAudioInVolume(3));
     const std::vector<std::string> heads = SentHeads();
     ASSERT_EQ(2u, heads.size());
@@ -51,7 +50,7 @@ TEST_F(Request, CarriesTheseHeadersAndNoOthers)
 
 TEST_F(Request, SequenceSharesOneConnection)
 {
-    StartProbed({HttpReply(200, "")});
+    StartProbed({HttpAnswer(200, "")});
     for (int volume = -10; volume <= 10; ++volume)
         ASSERT_EQ(S_OK, m_command->SetAudioInVolume(volume));
     EXPECT_EQ(21u, Sent().size());
@@ -60,9 +59,9 @@ TEST_F(Request, SequenceSharesOneConnection)
 
 TEST_F(Request, ConnectionThatTheCameraHasClosedIsOpenedAgain)
 {
-    ScriptedReply last = HttpReply(200, "", "Connection: close\r\n");
+    ScriptedReply last = HttpAnswer(200, "", "Connection: close\r\n");
     last.closeAfter = true;
-    StartProbed({last, HttpReply(200, "")});
+    StartProbed({last, HttpAnswer(200, "")});
     EXPECT_EQ(S_OK, m_command->SetAudioInVolume(1));
     EXPECT_EQ(S_OK, m_command->SetAudioInVolume(2));
     EXPECT_EQ(2u, m_camera->ConnectionCount());
@@ -94,7 +93,7 @@ TEST_F(Request, StatusDecides)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.status << ", " << row.reason);
-        ScriptedReply reply = HttpReply(row.status, "");
+        ScriptedReply reply = HttpAnswer(row.status, "");
         if (row.status == 204)
             reply.bytes = "HTTP/1.1 204 No Content\r\n\r\n";
         StartProbed({reply});
@@ -126,7 +125,7 @@ TEST_F(Request, StatusTextIsReadAsLatin1)
 
 TEST_F(Request, BodyOf500IsTheAnswer)
 {
-    Start({HttpReply(500, "ModelName=SNC-EP550&Serial=1&SoftVersion=2")});
+    Start({HttpAnswer(500, "ModelName=SNC-EP550&Serial=1&SoftVersion=2")});
     long count = 0;
     EXPECT_EQ(S_OK, m_command->GetSupportedImageSizes2(nullptr, &count));
     EXPECT_EQ(10, count);
@@ -166,7 +165,7 @@ TEST_F(Request, LongBodyArrivesWhole)
     {
         SCOPED_TRACE(row.reason);
         const std::string body = LongSettings(row.paddingBytes);
-        ScriptedReply reply = HttpReply(200, body);
+        ScriptedReply reply = HttpAnswer(200, body);
         reply.pieceBytes = row.pieceBytes;
         StartProbed({reply});
         CameraSettings3 settings = {};
@@ -191,9 +190,9 @@ TEST_F(Request, BodyWithoutALengthEndsWithTheConnection)
 TEST_F(Request, LateAnswerToAnAbandonedRequestDisturbsNoLaterOne)
 {
     m_registry.SetText(kTimeLimit, L"300");
-    ScriptedReply late = HttpReply(403, "too late");
+    ScriptedReply late = HttpAnswer(403, "too late");
     late.held = true;
-    StartProbed({late, HttpReply(200, "")});
+    StartProbed({late, HttpAnswer(200, "")});
     EXPECT_EQ(kTimedOut, m_command->SetAudioInVolume(3));
     EXPECT_EQ(1u, m_log.Count("8 CCgiCommandIpela::SetAudioInVolume, request (" + kVolume +
                               ") failed, dwStatusCode = -2146695756, hr = 0x800c05b4"))
@@ -210,7 +209,7 @@ TEST_F(Request, ObjectMayDieWithAnAbandonedRequest)
     m_registry.SetText(kTimeLimit, L"200");
     for (int i = 0; i < 5; ++i)
     {
-        ScriptedReply late = HttpReply(200, "too late");
+        ScriptedReply late = HttpAnswer(200, "too late");
         late.held = true;
         StartProbed({late});
         EXPECT_EQ(kTimedOut, m_command->SetAudioInVolume(3));
@@ -227,7 +226,7 @@ TEST_F(Request, TimeOutsOfACameraAreReportedOnceUntilItAnswers)
     m_registry.SetText(kTimeLimit, L"200");
     ScriptedReply silent;
     silent.silentAfter = true;
-    StartProbed({silent, silent, HttpReply(403, ""), silent, HttpReply(200, ""), silent, silent});
+    StartProbed({silent, silent, HttpAnswer(403, ""), silent, HttpAnswer(200, ""), silent, silent});
     EXPECT_EQ(kTimedOut, m_command->SetAudioInVolume(3));
     EXPECT_EQ(1u, m_log.Count(timeout));
     EXPECT_EQ(kTimedOut, m_command->SetAudioInVolume(3));

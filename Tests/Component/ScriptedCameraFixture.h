@@ -11,7 +11,7 @@ inline std::vector<std::string> RequestHeads(const CScriptedCamera& camera)
 /// The answer to the probe.
 inline ScriptedReply ProbeReply(const std::string& model = "SNC-EP580")
 {
-    return HttpReply(200, "ModelName=" + model + "&Serial=4711&SoftVersion=1.10");
+    return HttpAnswer(200, "ModelName=" + model + "&Serial=4711&SoftVersion=1.10");
 }
 
 /// A test of the component with a camera that plays a script.

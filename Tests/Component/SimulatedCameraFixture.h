@@ -3,6 +3,9 @@
 #include "CameraSim/CameraSimulator.h"
 #include "Tests/Component/ComponentFixture.h"
 
+/// What changes a setting of an Axis camera.
+inline const std::string kUpdate = "axis-cgi/param.cgi?action=update&";
+
 inline std::vector<std::string> RequestHeads(const CCameraSimulator& camera)
 {
     std::vector<std::string> heads;
@@ -10,6 +13,11 @@ inline std::vector<std::string> RequestHeads(const CCameraSimulator& camera)
         heads.push_back(entry.request.head);
     return heads;
 }
+
+/// What a cut or broken answer amounts to differs between the systems' HTTP layers. Settings out of it are a failure
+/// in any case; a command may count as done when its status was still to be made out.
+inline constexpr HRESULT kFailure = 1;
+inline constexpr HRESULT kDoneOrFailed = 2;
 
 /// A test of the component with the camera simulator.
 class SimulatedCameraTest : public CameraTest<CCameraSimulator>

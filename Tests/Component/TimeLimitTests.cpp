@@ -13,13 +13,6 @@ namespace
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
-ScriptedReply Silence()
-{
-    ScriptedReply reply;
-    reply.silentAfter = true;
-    return reply;
-}
-
 /// What one object did on its thread.
 struct Outcome
 {
@@ -99,7 +92,7 @@ TEST_F(TimeLimit, SettingsAreAskedForAnewAfterTenSeconds)
 {
     m_registry.SetText(kTimeLimit, L"10100");
     const CScriptedCamera& camera =
-        MakeCamera({ProbeReply(), HttpReply(200, kSettings), Silence(), HttpReply(200, kSettings)});
+        MakeCamera({ProbeReply(), HttpAnswer(200, kSettings), Silence(), HttpAnswer(200, kSettings)});
     const CommandPointer command = OpenTo(camera);
     ASSERT_EQ(S_OK, ReadSettings(command.get()));
     ASSERT_EQ(S_OK, ReadSettings(command.get()));
@@ -114,7 +107,7 @@ TEST_F(TimeLimit, SettingsAreAskedForAnewAfterTenSeconds)
 
 ScriptedReply Dripping(std::size_t pieceBytes, unsigned pauseMs, bool headAtOnce)
 {
-    ScriptedReply reply = HttpReply(200, std::string(4'000'000, 'x'));
+    ScriptedReply reply = HttpAnswer(200, std::string(4'000'000, 'x'));
     reply.pieceBytes = pieceBytes;
     reply.pauseMs = pauseMs;
     reply.wholeBytes = headAtOnce ? reply.bytes.find("\r\n\r\n") + 4 : 0;
@@ -186,7 +179,7 @@ TEST_F(TimeLimit, RegistryReplacesIt)
         CScriptedCamera& camera = MakeCamera({ProbeReply()});
         const CommandPointer command = OpenTo(camera);
         ASSERT_EQ(S_OK, command->PauseStreaming());
-        ScriptedReply late = HttpReply(200, "");
+        ScriptedReply late = HttpAnswer(200, "");
         late.held = true;
         camera.Enqueue(late);
         m_registry.Remove(kTimeLimit);
@@ -209,7 +202,7 @@ TEST_F(TimeLimit, RegistryMayMakeItLonger)
     CScriptedCamera& camera = MakeCamera({ProbeReply()});
     const CommandPointer command = OpenTo(camera);
     ASSERT_EQ(S_OK, command->PauseStreaming());
-    ScriptedReply late = HttpReply(200, "");
+    ScriptedReply late = HttpAnswer(200, "");
     late.held = true;
     camera.Enqueue(late);
     std::thread release([&] {

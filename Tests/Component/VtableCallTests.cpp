@@ -21,7 +21,7 @@ HRESULT CallSlot(IUnknown* object, unsigned slot, Arguments... arguments)
 }
 
 /// Right in everything, so that nothing has to be set up.
-const std::string kSettings =
+const std::string kSoundSettings =
     "VideoStd=ntsc&ImageCodec1=h264&ImageSize1=1280,720&FrameRate1=30&BitRate1=4096&AutoRateCtrl1=off"
     "&McAddress1=239.192.0.101&McVideoPort1=61000&McAudioPort=61002&UcVideoPort1=51000&UcAudioPort=51002"
     "&AudioIn=on&AudInCodec=g711_64&AudioInVolume=10";
@@ -81,7 +81,7 @@ TEST_F(VtableCall, SlotsThatSendRequests)
         {28, [&](IUnknown* o) { return CallSlot(o, 28, &settings3); }, inquiry},
     };
     m_registry.SetDword(kUseCache, 0);
-    StartProbed({HttpReply(200, kSettings)});
+    StartProbed({HttpAnswer(200, kSoundSettings)});
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.slot);
@@ -102,7 +102,7 @@ TEST_F(VtableCall, SlotsThatSendRequests)
 
 TEST_F(VtableCall, SlotsThatAnswerByThemselves)
 {
-    StartProbed({HttpReply(500, "nothing is to be sent")});
+    StartProbed({HttpAnswer(500, "nothing is to be sent")});
     IUnknown* const object = m_command.get();
     CTaskMemory<ImageSize> sizes;
     CTaskMemory<ImageSize2> sizes2;

@@ -30,7 +30,7 @@ void ReadParameterSets(CRecorder& recorder, IAVCommand5& command, const char* st
     });
 }
 
-void Stream(CRecorder& recorder, IAVCommand5& command)
+void StreamOverRtsp(CRecorder& recorder, IAVCommand5& command)
 {
     recorder.Step("rtsp", [&](std::ostream&) { return command.ConnectToRtspServer(TRUE); });
     SetUp(recorder, command, "set up video", 0);
@@ -85,7 +85,7 @@ void RunStreamingScript(CRecorder& recorder, const Surroundings& surroundings)
     ScriptParts::CommandPointer command = OpenForStreams(recorder, surroundings.axisPort);
     if (!command)
         return;
-    Stream(recorder, *command.get());
+    StreamOverRtsp(recorder, *command.get());
     Join(recorder, surroundings.axisPort);
     recorder.Step("stop", [&](std::ostream&) { return command->StopStreaming(); });
     ScriptParts::Leave(recorder, command);

@@ -172,8 +172,10 @@ void CFaultRun::Go(const Mode& mode)
         {
             const bool isWanted = mode.Takes(row) && IsCalled(script, row);
             const bool isInScript = script.isLogging || IsAboutMemory(row) || mode.Names(script);
-            if (isWanted && (mode.IsFirstOnly() ? seen.insert(row.name).second : isInScript))
-                FailCalls(script, row, mode);
+            const bool isNext = mode.IsFirstOnly() ? !seen.contains(row.name) : isInScript;
+            // What only happens when WinInet is late may have happened once, and not again: another script may do it.
+            if (isWanted && isNext && FailCalls(script, row, mode))
+                seen.insert(row.name);
         }
         // Not behind every function: the system's worker threads take seconds to end.
         if (!mode.IsFirstOnly() && !m_last)
@@ -193,15 +195,22 @@ bool CFaultRun::IsCalled(const Script& script, const FunctionRow& row)
     return row.needsThrow ? &script == &Scripts().front() : m_references[script.name].calls[row.name] != 0;
 }
 
-void CFaultRun::FailCalls(const Script& script, const FunctionRow& row, const Mode& mode)
+bool CFaultRun::FailCalls(const Script& script, const FunctionRow& row, const Mode& mode)
 {
     const bool isOneEnough = mode.IsFirstOnly() || row.needsThrow;
     const unsigned count = isOneEnough ? 1 : m_references[script.name].calls[row.name];
+    bool hasFailed = false;
     for (unsigned number = 1; number <= count; ++number)
-        if (mode.Takes(row, number) && !IsSkipped(script, row, number) && !FailCall(script, row, number))
+    {
+        if (!mode.Takes(row, number))
+            continue;
+        if (!IsSkipped(script, row, number) && !FailCall(script, row, number))
             break;
+        hasFailed = true;
+    }
     if (!m_last)
         Record({"done", script.name, row.name, std::to_string(count)});
+    return hasFailed;
 }
 
 void CFaultRun::Arm(const FunctionRow& row, unsigned number)

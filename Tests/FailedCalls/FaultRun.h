@@ -61,7 +61,8 @@ private:
     void MakeReference(const Script& script);
     bool IsCalled(const Script& script, const FunctionRow& row);
     static void Arm(const FunctionRow& row, unsigned number);
-    void FailCalls(const Script& script, const FunctionRow& row, const Mode& mode);
+    /// False when none of the calls came.
+    bool FailCalls(const Script& script, const FunctionRow& row, const Mode& mode);
     /// False when the call did not come.
     bool FailCall(const Script& script, const FunctionRow& row, unsigned number);
     void RunWithoutFault(const Script& script);

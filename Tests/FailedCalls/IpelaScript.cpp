@@ -10,7 +10,7 @@ void ChangeSettings(CRecorder& recorder, IAVCommand5& command)
     recorder.Step("set volume", [&](std::ostream&) { return command.SetAudioInVolume(-2); });
 }
 
-void Stream(CRecorder& recorder, IAVCommand5& command)
+void StreamOverHttp(CRecorder& recorder, IAVCommand5& command)
 {
     recorder.Step("set up", [&](std::ostream& values) {
         TransportParameters transport = {nullptr, TRUE, 0, nullptr, 0, 0, 0, nullptr};
@@ -47,7 +47,7 @@ void RunIpelaScript(CRecorder& recorder, const Surroundings& surroundings)
     ScriptParts::Move(recorder, *command.get());
     recorder.Step("ptz", [&](std::ostream&) { return command->SendPTZCommand(PTZ_UPPER, PT_10); });
     recorder.Step("ptz area", [&](std::ostream&) { return command->SendPTZAreaZoomCommand(10, 10, 100, 80); });
-    Stream(recorder, *command.get());
+    StreamOverHttp(recorder, *command.get());
     ScriptParts::Reopen(recorder, *command.get(), surroundings.ipelaPort);
     ScriptParts::Leave(recorder, command);
 }

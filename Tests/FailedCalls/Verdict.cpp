@@ -5,8 +5,6 @@
 
 namespace
 {
-using Kind = Verdict::Kind;
-
 std::string Hex(HRESULT hr)
 {
     std::ostringstream text;
@@ -40,10 +38,10 @@ Verdict JudgeSuffering(const FunctionRow& row, const Script& script, const StepR
                        const SessionOutcome& outcome)
 {
     if (std::ranges::find(row.results, first.hr) == row.results.end())
-        return {Kind::Defect, "another result than belongs to it: " + Describe(first)};
+        return {Verdict::Kind::Defect, "another result than belongs to it: " + Describe(first)};
     if (script.isLogging && !HasLine(row, outcome))
-        return {Kind::Defect, "no line in the log: " + Describe(first)};
-    return {Kind::Reported, Describe(first)};
+        return {Verdict::Kind::Defect, "no line in the log: " + Describe(first)};
+    return {Verdict::Kind::Reported, Describe(first)};
 }
 } // namespace
 
@@ -68,23 +66,23 @@ Verdict Judge(const FunctionRow& row, const Script& script, const FaultPlan::Hit
         const StepResult& step = outcome.steps[i];
         const auto expected = std::ranges::find(reference, step.name, &StepResult::name);
         if (expected == reference.end())
-            return {Kind::Defect, "not in the session without a fault: " + Describe(step)};
+            return {Verdict::Kind::Defect, "not in the session without a fault: " + Describe(step)};
         const bool isSame =
             i < reference.size() && reference[i].name == step.name ? reference[i] == step : *expected == step;
         if (isSame)
             continue;
         if (step.hr == S_OK)
-            return {Kind::Defect, "success with a wrong outcome: " + Describe(step)};
+            return {Verdict::Kind::Defect, "success with a wrong outcome: " + Describe(step)};
         first = first != nullptr ? first : &step;
     }
     if (first != nullptr)
         return JudgeSuffering(row, script, *first, outcome);
     if (outcome.steps.size() != reference.size())
-        return {Kind::Defect, "the session ended early"};
+        return {Verdict::Kind::Defect, "the session ended early"};
     if (row.reason == nullptr && !IsAskedInPassing(script, hit.step))
-        return {Kind::Defect, "nobody has noticed"};
+        return {Verdict::Kind::Defect, "nobody has noticed"};
     const bool needsLine = row.isAlwaysLogged || row.reason == nullptr;
     if (needsLine && script.isLogging && !HasLine(row, outcome))
-        return {Kind::Defect, "nobody suffers, and no line in the log"};
-    return {Kind::Unnoticed, hit.step};
+        return {Verdict::Kind::Defect, "nobody suffers, and no line in the log"};
+    return {Verdict::Kind::Unnoticed, hit.step};
 }

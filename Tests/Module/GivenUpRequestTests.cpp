@@ -49,7 +49,7 @@ TEST(GivenUpRequest, KeepsTheLibraryUntilItsLastNotification)
 {
     CTestRegistryKey settings(L"Software\\Orbell\\Video");
     settings.SetText(L"CameraCGICommandTimeout", L"300");
-    ScriptedReply reply = HttpReply(200, "");
+    ScriptedReply reply = HttpAnswer(200, "");
     reply.held = true;
     CScriptedCamera camera({reply});
     const CComponentLibrary library;

@@ -11,8 +11,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr char kAgent[] = "User-Agent: ORBELL RTSP Client (ORBELL Capture Filter)\r\n";
-constexpr char kSdp[] = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=Session\r\nm=video 0 RTP/AVP 96\r\n"
-                        "a=rtpmap:96 H264/90000\r\n";
 
 class RtspOpening : public RtspClientTest
 {

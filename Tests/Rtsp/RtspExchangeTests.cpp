@@ -12,9 +12,6 @@ using ::testing::Not;
 
 using namespace std::chrono_literals;
 
-constexpr char kSdp[] = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=Session\r\nm=video 0 RTP/AVP 96\r\n"
-                        "a=rtpmap:96 H264/90000\r\n";
-
 constexpr char kFirstRequest[] = "OPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n";
 
 class RtspExchange : public RtspClientTest

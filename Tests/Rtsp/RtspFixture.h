@@ -103,6 +103,9 @@ inline std::vector<std::wstring> LinesOf(const CLogCapture& log, std::wstring_vi
 
 constexpr wchar_t kServer[] = L"127.0.0.1";
 constexpr wchar_t kPath[] = L"/media.amp";
+/// A description with one stream.
+constexpr char kSdp[] = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=Session\r\nm=video 0 RTP/AVP 96\r\n"
+                        "a=rtpmap:96 H264/90000\r\n";
 constexpr wchar_t kTrackUrl[] = L"rtsp://127.0.0.1/media.amp/trackID=1";
 
 /// A client with a camera and timers in the test's hand.

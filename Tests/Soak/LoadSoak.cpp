@@ -1,8 +1,9 @@
 // Loads the library, uses it on several threads at cameras that misbehave, and unloads it as soon as it says that it
 // may be unloaded, again and again: whatever of WinInet is on its way out of our code then must not find it gone.
 //
-// usage: LoadSoak --seconds N --seed N CAMERA...      runs children until the time is over
-//        LoadSoak --cycles N --seed N CAMERA...       is such a child
+// usage: LoadSoak --seconds N --seed N [--fault FAULT]... CAMERA...      runs children until the time is over
+//        LoadSoak --cycles N --seed N [--fault FAULT]... CAMERA...       is such a child
+// With --fault the cameras have those faults only, as "KIND@PATH*COUNT".
 // A library that had to stay in memory stays until its process ends: hence the children, which then end.
 // Exit codes: 0 every child ended well and the library has left memory often enough, 1 not; others for wrong options.
 
@@ -39,6 +40,7 @@ struct Options
     std::uint32_t seconds = 0;
     int cycles = 0;
     unsigned seed = 1;
+    std::vector<std::string> faults; ///< empty: any
     std::vector<std::string> cameraTexts;
     std::vector<SoakCamera> cameras;
 };
@@ -49,7 +51,7 @@ void UseOnThreads(const CComponentLibrary& library, const Options& options, CCal
     std::vector<std::thread> threads;
     for (int i = 0; i < kVisitors; ++i)
     {
-        Mischief::Make(RandomElement(random, options.cameras), random);
+        Mischief::Make(RandomElement(random, options.cameras), random, options.faults);
         threads.emplace_back([&, seed = random()] {
             if (FAILED(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)))
                 std::terminate();
@@ -123,6 +125,8 @@ DWORD RunChild(const Options& options, unsigned seed)
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring commandLine = L"\"" + std::wstring(path) + L"\" --cycles " + std::to_wstring(kChildCycles) +
                                L" --seed " + std::to_wstring(seed);
+    for (const std::string& fault : options.faults)
+        commandLine += L" --fault " + std::wstring(fault.begin(), fault.end());
     for (std::size_t i = 0; i < options.cameras.size(); ++i)
         if (hasTunnels || options.cameras[i].family == SoakFamily::Ipela)
             commandLine += L" " + std::wstring(options.cameraTexts[i].begin(), options.cameraTexts[i].end());
@@ -182,6 +186,7 @@ try
     app.add_option("--seconds", options.seconds);
     app.add_option("--cycles", options.cycles);
     app.add_option("--seed", options.seed);
+    app.add_option("--fault", options.faults)->expected(1);
     app.add_option("cameras", options.cameraTexts)->required();
     CLI11_PARSE(app, count, arguments);
     std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);

@@ -1,10 +1,11 @@
 // The component in a host that never rests: several objects on several threads, each in an apartment of its own, at
 // cameras that misbehave at random. What the process holds is looked at every second.
 //
-// usage: Soak --seconds N --seed N --samples FILE [--leak handle|thread|memory] CAMERA...
+// usage: Soak --seconds N --seed N --samples FILE [--leak handle|thread|memory] [--fault FAULT]... CAMERA...
 // N seconds of work, and pauses on top. The cameras are simulators that run already. With --leak the visitors lose
-// something on purpose after every visit, to show that it is noticed. Exit codes: 0 flat, in time and kept alive, 1
-// not, 2 no run; others for wrong options.
+// something on purpose after every visit, to show that it is noticed. With --fault the cameras have those faults only,
+// as "KIND@PATH*COUNT", to find out which one it is that something comes of. Exit codes: 0 flat, in time and kept
+// alive, 1 not, 2 no run; others for wrong options.
 
 #include "Tests/Soak/LoopbackPort.h"
 #include "Tests/Soak/OwnUsage.h"
@@ -39,6 +40,7 @@ struct Options
     unsigned seed = 1;
     std::string samplesFile;
     std::string leak;
+    std::vector<std::string> faults; ///< empty: any
     std::vector<std::string> cameraTexts;
     std::vector<SoakCamera> cameras;
 };
@@ -246,7 +248,7 @@ private:
     void MakeMischief()
     {
         for (int i = 0; i < kFaultsPerSecond; ++i)
-            Mischief::Make(RandomElement(m_random, m_options.cameras), m_random);
+            Mischief::Make(RandomElement(m_random, m_options.cameras), m_random, m_options.faults);
     }
 
     static constexpr int kFaultsPerSecond = 3;
@@ -340,6 +342,7 @@ try
     app.add_option("--seed", options.seed);
     app.add_option("--samples", options.samplesFile)->required();
     app.add_option("--leak", options.leak)->check(CLI::IsMember({"handle", "thread", "memory"}));
+    app.add_option("--fault", options.faults)->expected(1);
     app.add_option("cameras", options.cameraTexts)->required();
     CLI11_PARSE(app, count, arguments);
     std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);

@@ -48,6 +48,11 @@ void Order(const SoakCamera& camera, const std::string& method, const std::strin
         throw std::runtime_error(method + " " + path + " " + body + ": " + answer.substr(kStatusAt, kStatusChars));
 }
 
+void OrderFault(const SoakCamera& camera, const std::string& fault)
+{
+    Order(camera, "POST", "/faults", "\"" + fault + "\"");
+}
+
 std::string Number(SoakRandom& random, int first, int last)
 {
     return std::to_string(RandomNumber(random, first, last));
@@ -163,8 +168,10 @@ SoakCamera ParseCamera(const std::string& text)
             .hasPassword = parts.size() > 4};
 }
 
-void Mischief::Make(const SoakCamera& camera, SoakRandom& random)
+void Mischief::Make(const SoakCamera& camera, SoakRandom& random, const std::vector<std::string>& only)
 {
+    if (!only.empty())
+        return OrderFault(camera, RandomElement(random, only));
     if (RandomChance(random, 15))
         return End(camera);
     const bool isRtsp = camera.family == SoakFamily::Axis && RandomChance(random, 60);
@@ -180,7 +187,7 @@ void Mischief::Make(const SoakCamera& camera, SoakRandom& random)
     // docs/threads.md, "Closing a tunnel". It would look like a leak of ours.
     if (path == "tunnel:POST" && fault == "silent")
         fault = "drop";
-    Order(camera, "POST", "/faults", "\"" + fault + "@" + path + "*" + Number(random, 1, 3) + "\"");
+    OrderFault(camera, fault + "@" + path + "*" + Number(random, 1, 3));
 }
 
 void Mischief::End(const SoakCamera& camera)

@@ -47,8 +47,9 @@ SoakCamera ParseCamera(const std::string& text);
 namespace Mischief
 {
 /// One fault, chosen at random, for the next requests, or a change of mind: all faults taken back, all sessions ended.
-/// Throws std::runtime_error when the simulator does not obey.
-void Make(const SoakCamera& camera, SoakRandom& random);
+/// With `only`, faults "KIND@PATH*COUNT" as the simulator reads them, one of those. Throws std::runtime_error when the
+/// simulator does not obey.
+void Make(const SoakCamera& camera, SoakRandom& random, const std::vector<std::string>& only);
 /// The camera behaves from now on.
 void End(const SoakCamera& camera);
 /// How many beats of a keep-alive (RTSP OPTIONS, for which the component has no other use) the camera has had since it

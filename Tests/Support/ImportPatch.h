@@ -35,6 +35,14 @@ private:
     void* m_original;
 };
 
+/// A function of WinInet's itself, whatever the import table says.
+template <class Function>
+Function* OriginalOfWinInet(const char* name)
+{
+    return reinterpret_cast<Function*>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
+}
+
 /// Declares `name` as the import slot of a stdcall function with that many bytes of arguments.
 #define QUORVANE_IMPORT_SLOT(name, function, argumentBytes)                                                            \
     extern "C" void* name __asm__("__imp__" #function "@" #argumentBytes)

@@ -12,7 +12,7 @@ namespace
 constexpr std::chrono::seconds kHoldLimit{20};
 } // namespace
 
-ScriptedReply HttpReply(int statusCode, const std::string& body, const std::string& extraHeaders)
+ScriptedReply HttpAnswer(int statusCode, const std::string& body, const std::string& extraHeaders)
 {
     return {"HTTP/1.1 " + std::to_string(statusCode) + " Scripted\r\n" + extraHeaders +
             "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body};

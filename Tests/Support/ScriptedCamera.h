@@ -25,7 +25,7 @@ struct ScriptedReply
 };
 
 /// A reply with a status line, Content-Length and body; the connection is kept.
-ScriptedReply HttpReply(int statusCode, const std::string& body, const std::string& extraHeaders = {});
+ScriptedReply HttpAnswer(int statusCode, const std::string& body, const std::string& extraHeaders = {});
 
 /// A loopback HTTP server that plays a script: the n-th request, on whichever connection, gets the n-th reply; later
 /// ones get the last reply again. Keeps the exact bytes of every request head.

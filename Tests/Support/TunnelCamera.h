@@ -15,6 +15,9 @@
 #include <thread>
 #include <vector>
 
+/// What the tunnels are opened to.
+inline constexpr wchar_t kMediaPath[] = L"/axis-media/media.amp";
+
 /// The two HTTP requests of a tunnel.
 enum class TunnelSide
 {

@@ -58,17 +58,10 @@ public:
     }
 
 private:
-    template <class Function>
-    static Function* Original(const char* name)
-    {
-        return reinterpret_cast<Function*>(
-            reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
-    }
-
     static HINTERNET WINAPI OpenRequest(HINTERNET connection, LPCWSTR verb, LPCWSTR url, LPCWSTR version,
                                         LPCWSTR referrer, LPCWSTR* acceptTypes, DWORD flags, DWORD_PTR context)
     {
-        const HINTERNET handle = Original<decltype(::HttpOpenRequestW)>("HttpOpenRequestW")(
+        const HINTERNET handle = OriginalOfWinInet<decltype(::HttpOpenRequestW)>("HttpOpenRequestW")(
             connection, verb, url, version, referrer, acceptTypes, flags, context);
         const std::lock_guard lock(s_current->m_mutex);
         s_current->m_requests.push_back({handle, context});
@@ -91,7 +84,7 @@ private:
         }
         if (request.handle != nullptr && s_current->beforeClose)
             s_current->beforeClose(request);
-        const BOOL closed = Original<decltype(::InternetCloseHandle)>("InternetCloseHandle")(handle);
+        const BOOL closed = OriginalOfWinInet<decltype(::InternetCloseHandle)>("InternetCloseHandle")(handle);
         const std::lock_guard lock(s_current->m_mutex);
         s_current->m_closed.push_back(handle);
         return closed;

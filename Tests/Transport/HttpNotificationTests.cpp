@@ -20,12 +20,12 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const auto s_createEvent = reinterpret_cast<decltype(&::CreateEventW)>(s_createEventSlot);
+const auto s_makeEvent = reinterpret_cast<decltype(&::CreateEventW)>(s_createEventSlot);
 HANDLE s_lastEvent = nullptr;
 
-HANDLE WINAPI RecordEvent(SECURITY_ATTRIBUTES* security, BOOL isManual, BOOL isSet, LPCWSTR name)
+HANDLE WINAPI RecordLastEvent(SECURITY_ATTRIBUTES* security, BOOL isManual, BOOL isSet, LPCWSTR name)
 {
-    s_lastEvent = s_createEvent(security, isManual, isSet, name);
+    s_lastEvent = s_makeEvent(security, isManual, isSet, name);
     return s_lastEvent;
 }
 
@@ -113,7 +113,7 @@ class RequestCompletion : public HttpRequestTest
 protected:
     RequestCompletion()
     {
-        const CImportPatch events(&s_createEventSlot, &RecordEvent);
+        const CImportPatch events(&s_createEventSlot, &RecordLastEvent);
         EXPECT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", 1, L"", L""));
         m_log.Clear();
     }
@@ -185,7 +185,7 @@ TEST_F(HttpNotification, OfAGivenUpRequestIsTracedAndReachesNobody)
 
 TEST(HttpNotificationOfARealRequest, IsSentReceivedAndComplete)
 {
-    CScriptedCamera camera({HttpReply(200, "ok")});
+    CScriptedCamera camera({HttpAnswer(200, "ok")});
     CRecordingRequest http;
     ASSERT_EQ(S_OK, http.OpenConnection(L"127.0.0.1", camera.Port(), L"", L""));
     DWORD statusCode = 0;

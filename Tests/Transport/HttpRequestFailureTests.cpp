@@ -160,7 +160,7 @@ protected:
     }
     static ScriptedReply Challenge()
     {
-        return HttpReply(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n");
+        return HttpAnswer(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n");
     }
 };
 } // namespace
@@ -184,7 +184,7 @@ TEST_F(HttpRequestFailure, SessionThatCannotBeOpenedIsUndone)
          L"failed to CreateEvent",
          {"open", "set callback", "remove callback", "close"}},
     };
-    CScriptedCamera camera({HttpReply(200, "ok")});
+    CScriptedCamera camera({HttpAnswer(200, "ok")});
     for (const auto& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.message.c_str());
@@ -212,7 +212,7 @@ TEST_F(HttpRequestFailure, SessionThatCannotBeOpenedIsUndone)
 
 TEST_F(HttpRequestFailure, ConnectionThatCannotBeOpened)
 {
-    Open({HttpReply(200, "ok")});
+    Open({HttpAnswer(200, "ok")});
     const std::wstring port = std::to_wstring(m_camera->Port());
     m_log.Clear();
     {
@@ -287,7 +287,7 @@ TEST_F(HttpRequestFailure, RefusedCallEndsTheRequestAndNothingElse)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(testing::Message() << row.lines.back().c_str());
-        OpenRecorded({Challenge(), HttpReply(200, "ok")});
+        OpenRecorded({Challenge(), HttpAnswer(200, "ok")});
         Answer answer;
         {
             const CImportPatch refusal(row.slot, row.refusal);
@@ -303,7 +303,7 @@ TEST_F(HttpRequestFailure, RefusedCallEndsTheRequestAndNothingElse)
 
 TEST_F(HttpRequestFailure, WaitForTheBodyThatCannotBeMade)
 {
-    OpenRecorded({StalledBody(), HttpReply(200, "ok")});
+    OpenRecorded({StalledBody(), HttpAnswer(200, "ok")});
     Answer answer;
     {
         s_waitsBeforeFailure = 1; // for the headers
@@ -319,7 +319,7 @@ TEST_F(HttpRequestFailure, WaitForTheBodyThatCannotBeMade)
 
 TEST_F(HttpRequestFailure, BodyThatCannotBeReadDoesNotEndTheHour)
 {
-    OpenRecorded({Silent(), HttpReply(200, "ok"), Silent()});
+    OpenRecorded({Silent(), HttpAnswer(200, "ok"), Silent()});
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     {
         const CImportPatch refusal(&s_readFileSlot, Refuse<decltype(::InternetReadFile)>());
@@ -331,7 +331,7 @@ TEST_F(HttpRequestFailure, BodyThatCannotBeReadDoesNotEndTheHour)
 
 TEST_F(HttpRequestFailure, SendThatCompletesAtOnceIsNotWaitedFor)
 {
-    OpenRecorded({HttpReply(200, "ok")});
+    OpenRecorded({HttpAnswer(200, "ok")});
     const CImportPatch synchronous(&s_sendRequestSlot, &SendSynchronously);
     const DWORD startTick = ::GetTickCount();
     const Answer answer = Get(L"x");

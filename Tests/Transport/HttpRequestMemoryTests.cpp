@@ -65,7 +65,7 @@ TEST_F(HttpRequestWithoutMemory, OpenConnectionFailsAsAWholeAndWorksAfterwards)
     {
         SCOPED_TRACE(allowed);
         // Another one each time: a camera that was connected to before is already in the table of servers.
-        const CScriptedCamera camera({HttpReply(200, kBody)});
+        const CScriptedCamera camera({HttpAnswer(200, kBody)});
         CAsyncHttpRequest http;
         HRESULT hr = E_PENDING;
         {
@@ -91,7 +91,7 @@ TEST_F(HttpRequestWithoutMemory, SendRequestFailsAndWorksAfterwards)
     for (bool hasFailed = true; hasFailed && allowed < kMaxAllocations; ++allowed)
     {
         SCOPED_TRACE(allowed);
-        const CScriptedCamera camera({HttpReply(401, "", kChallenge), HttpReply(200, kBody)});
+        const CScriptedCamera camera({HttpAnswer(401, "", kChallenge), HttpAnswer(200, kBody)});
         CAsyncHttpRequest http;
         ASSERT_EQ(S_OK, Open(http, camera));
         HRESULT hr = E_PENDING;

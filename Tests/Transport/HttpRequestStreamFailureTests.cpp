@@ -70,11 +70,11 @@ BOOL WINAPI WritePending(HINTERNET, LPCVOID, DWORD, LPDWORD)
     return FALSE;
 }
 
-DWORD s_receiveLimitMs = 4711;
-BOOL WINAPI NoteReceiveLimit(HINTERNET, DWORD option, LPVOID buffer, DWORD lengthBytes)
+DWORD s_openedReceiveLimitMs = 4711;
+BOOL WINAPI NoteReceiveLimitOfStream(HINTERNET, DWORD option, LPVOID buffer, DWORD lengthBytes)
 {
     if (option == INTERNET_OPTION_RECEIVE_TIMEOUT && lengthBytes == 4)
-        s_receiveLimitMs = *static_cast<DWORD*>(buffer);
+        s_openedReceiveLimitMs = *static_cast<DWORD*>(buffer);
     return TRUE;
 }
 
@@ -253,17 +253,17 @@ TEST_F(HttpRequestStream, RequestThatIsSentAtOnceNeedsNoWait)
 
 TEST_F(HttpRequestStream, WinInetGivesUpAForgottenQueryAfterHalfAMinute)
 {
-    const CImportPatch patch(&g_internetSetOptionSlot, &NoteReceiveLimit);
+    const CImportPatch patch(&g_internetSetOptionSlot, &NoteReceiveLimitOfStream);
     OpenGet();
-    EXPECT_EQ(30'500u, s_receiveLimitMs);
+    EXPECT_EQ(30'500u, s_openedReceiveLimitMs);
 }
 
 TEST_F(HttpRequestStream, PostWaitsForItsResponseWithoutALimit)
 {
     {
-        const CImportPatch patch(&g_internetSetOptionSlot, &NoteReceiveLimit);
+        const CImportPatch patch(&g_internetSetOptionSlot, &NoteReceiveLimitOfStream);
         OpenPost();
-        EXPECT_EQ(0u, s_receiveLimitMs);
+        EXPECT_EQ(0u, s_openedReceiveLimitMs);
     }
     m_post.CloseStream();
     m_camera.Close(TunnelSide::Post);

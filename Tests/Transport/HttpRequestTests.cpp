@@ -40,7 +40,7 @@ std::string ClosedPort()
 
 TEST_F(HttpRequest, OpenConnectionRefusesAnAddressThatIsNoneAndKeepsTheOldOne)
 {
-    Open({HttpReply(200, "here")});
+    Open({HttpAnswer(200, "here")});
     EXPECT_EQ(E_INVALIDARG, m_http.OpenConnection(nullptr, 80, L"", L""));
     EXPECT_EQ(E_INVALIDARG, m_http.OpenConnection(L"", 80, L"", L""));
     EXPECT_EQ(E_INVALIDARG, m_http.OpenConnection(L"127.0.0.1", 0, L"", L""));
@@ -58,7 +58,7 @@ TEST_F(HttpRequest, NotConnectedIsUnexpectedWithStatusZero)
 
 TEST_F(HttpRequest, CloseEndsTheConnection)
 {
-    Open({HttpReply(200, "here")});
+    Open({HttpAnswer(200, "here")});
     m_http.Close();
     EXPECT_FALSE(m_http.IsOpen());
     EXPECT_EQ(E_UNEXPECTED, Get().hr);
@@ -66,7 +66,7 @@ TEST_F(HttpRequest, CloseEndsTheConnection)
 
 TEST_F(HttpRequest, SendsTheRequestStringBehindOneSlashAndTheUserAgent)
 {
-    Open({HttpReply(200, "ok")});
+    Open({HttpAnswer(200, "ok")});
     ASSERT_EQ(S_OK, Get(L"command/camera.cgi?ImageSize1=640%2C480&FrameRate1=30").hr);
     ASSERT_EQ(S_OK, Get(L"/axis-cgi/com/ptz.cgi?whoami=yes").hr);
     const auto requests = m_camera->Requests();
@@ -81,7 +81,7 @@ TEST_F(HttpRequest, SendsTheRequestStringBehindOneSlashAndTheUserAgent)
 
 TEST_F(HttpRequest, EmptyUrlAndVerbMeanGetOfTheRoot)
 {
-    Open({HttpReply(200, "ok")});
+    Open({HttpAnswer(200, "ok")});
     DWORD statusCode = 0;
     std::wstring body;
     ASSERT_EQ(S_OK, m_http.SendRequest(L"", statusCode, body, L"", kAmpleMs));
@@ -105,7 +105,7 @@ TEST_F(HttpRequest, VerbIsSentAndHashedIntoTheDigestAnswer)
     for (const auto& row : rows)
     {
         SCOPED_TRACE(row.requestLine);
-        Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpReply(200, "ok")},
+        Open({HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpAnswer(200, "ok")},
              L"user", L"pass");
         EXPECT_EQ(L"ok", Send(row.verb, L"command/x.cgi").body);
         const auto requests = m_camera->Requests();
@@ -145,7 +145,7 @@ TEST_F(HttpRequest, StatusDecidesResultBodyAndLogLevel)
     {
         SCOPED_TRACE(row.reason);
         m_log.Clear();
-        Open({HttpReply(row.statusCode, row.statusCode == 304 ? "" : "body")});
+        Open({HttpAnswer(row.statusCode, row.statusCode == 304 ? "" : "body")});
         const Answer answer = Get(L"x");
         EXPECT_EQ(row.hr, answer.hr);
         EXPECT_EQ(static_cast<DWORD>(row.statusCode), answer.statusCode);
@@ -159,7 +159,7 @@ TEST_F(HttpRequest, StatusDecidesResultBodyAndLogLevel)
 
 TEST_F(HttpRequest, NoContentSucceedsWithoutReading)
 {
-    Open({ScriptedReply{"HTTP/1.1 204 No Content\r\n\r\n"}, HttpReply(200, "next")});
+    Open({ScriptedReply{"HTTP/1.1 204 No Content\r\n\r\n"}, HttpAnswer(200, "next")});
     const Answer answer = Get();
     EXPECT_EQ(S_OK, answer.hr);
     EXPECT_EQ(204u, answer.statusCode);
@@ -169,8 +169,8 @@ TEST_F(HttpRequest, NoContentSucceedsWithoutReading)
 
 TEST_F(HttpRequest, ChallengeIsAnsweredOnceAndRememberedForLaterRequests)
 {
-    Open({HttpReply(401, "who?", "WWW-Authenticate: Basic realm=\"cam\"\r\n"), HttpReply(200, "first"),
-          HttpReply(200, "second")},
+    Open({HttpAnswer(401, "who?", "WWW-Authenticate: Basic realm=\"cam\"\r\n"), HttpAnswer(200, "first"),
+          HttpAnswer(200, "second")},
          L"user", L"pass");
     EXPECT_EQ(L"first", Get().body);
     EXPECT_EQ(L"second", Get().body);
@@ -185,7 +185,7 @@ TEST_F(HttpRequest, ChallengeIsAnsweredOnceAndRememberedForLaterRequests)
 
 TEST_F(HttpRequest, SecondRefusalFailsAfterExactlyTwoSends)
 {
-    Open({HttpReply(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n")}, L"user", L"wrong");
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n")}, L"user", L"wrong");
     const Answer answer = Get();
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(401u, answer.statusCode);
@@ -194,7 +194,7 @@ TEST_F(HttpRequest, SecondRefusalFailsAfterExactlyTwoSends)
 
 TEST_F(HttpRequest, RefusalWithoutAChallengeIsNotSentAgain)
 {
-    Open({HttpReply(401, "")}, L"user", L"pass");
+    Open({HttpAnswer(401, "")}, L"user", L"pass");
     const Answer answer = Get(L"x");
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(401u, answer.statusCode);
@@ -208,7 +208,7 @@ TEST_F(HttpRequest, RefusalWithoutAChallengeIsNotSentAgain)
 
 TEST_F(HttpRequest, CloseForgetsTheChallenge)
 {
-    Open({HttpReply(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n"), HttpReply(200, "ok")}, L"user", L"pass");
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Basic realm=\"cam\"\r\n"), HttpAnswer(200, "ok")}, L"user", L"pass");
     ASSERT_EQ(S_OK, Get().hr);
     ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", m_camera->Port(), L"user", L"pass"));
     ASSERT_EQ(S_OK, Get().hr);
@@ -217,10 +217,10 @@ TEST_F(HttpRequest, CloseForgetsTheChallenge)
 
 TEST_F(HttpRequest, StaleNonceIsReplacedAndTheOldCredentialsAreNotSentAlong)
 {
-    Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\", qop=\"auth\"\r\n"),
-          HttpReply(200, "first"),
-          HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n2\", stale=TRUE\r\n"),
-          HttpReply(200, "second")},
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\", qop=\"auth\"\r\n"),
+          HttpAnswer(200, "first"),
+          HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n2\", stale=TRUE\r\n"),
+          HttpAnswer(200, "second")},
          L"user", L"pass");
     ASSERT_EQ(L"first", Get().body);
     ASSERT_EQ(L"second", Get().body);
@@ -236,7 +236,7 @@ TEST_F(HttpRequest, StaleNonceIsReplacedAndTheOldCredentialsAreNotSentAlong)
 
 TEST_F(HttpRequest, DigestUriIsTheRequestStringAsItWasGiven)
 {
-    Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpReply(200, "ok")},
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpAnswer(200, "ok")},
          L"user", L"pass");
     ASSERT_EQ(S_OK, Get(L"command/camera.cgi?AudioIn=on").hr);
     EXPECT_NE(std::string::npos,
@@ -246,7 +246,7 @@ TEST_F(HttpRequest, DigestUriIsTheRequestStringAsItWasGiven)
 TEST_F(HttpRequest, Utf8UserNameReachesTheWireByteForByte)
 {
     // U+00E9, U+20AC, U+65E5 and U+1D11E: two, three, three and four bytes, some of them unassigned in code page 1252.
-    Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpReply(200, "ok")},
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\"\r\n"), HttpAnswer(200, "ok")},
          L"\x00E9\x20AC\x65E5\xD834\xDD1E", L"pass");
     ASSERT_EQ(S_OK, Get().hr);
     EXPECT_NE(std::string::npos, HeaderValue(m_camera->Requests().at(1), "Authorization")
@@ -256,8 +256,8 @@ TEST_F(HttpRequest, Utf8UserNameReachesTheWireByteForByte)
 TEST_F(HttpRequest, ChallengeLongerThanTheFirstBufferIsReadWhole)
 {
     const std::string opaque(2000, 'o');
-    Open({HttpReply(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\", opaque=\"" + opaque + "\"\r\n"),
-          HttpReply(200, "ok")},
+    Open({HttpAnswer(401, "", "WWW-Authenticate: Digest realm=\"cam\", nonce=\"n1\", opaque=\"" + opaque + "\"\r\n"),
+          HttpAnswer(200, "ok")},
          L"user", L"pass");
     ASSERT_EQ(S_OK, Get().hr);
     EXPECT_NE(std::string::npos,
@@ -277,7 +277,7 @@ TEST_F(HttpRequest, BodiesOfAnyLengthArriveWhole)
     {
         SCOPED_TRACE(lengthBytes);
         const std::string body = Body(lengthBytes);
-        Open({HttpReply(200, body)});
+        Open({HttpAnswer(200, body)});
         const Answer answer = Get();
         EXPECT_EQ(S_OK, answer.hr);
         EXPECT_TRUE(answer.body == Widened(body)) << "length " << answer.body.size();
@@ -287,7 +287,7 @@ TEST_F(HttpRequest, BodiesOfAnyLengthArriveWhole)
 TEST_F(HttpRequest, BodyInPiecesOrChunksOrUntilCloseArrivesWhole)
 {
     const std::string body = Body(300);
-    ScriptedReply pieces = HttpReply(200, body);
+    ScriptedReply pieces = HttpAnswer(200, body);
     pieces.pieceBytes = 1;
     Open({pieces});
     EXPECT_EQ(Widened(body), Get().body);
@@ -299,7 +299,7 @@ TEST_F(HttpRequest, BodyInPiecesOrChunksOrUntilCloseArrivesWhole)
 
 TEST_F(HttpRequest, BodyBeyondTheLimitIsGivenUp)
 {
-    Open({HttpReply(200, std::string(CAsyncHttpRequest::kMaximumResponseChars + 1, 'x')), HttpReply(200, "fine")});
+    Open({HttpAnswer(200, std::string(CAsyncHttpRequest::kMaximumResponseChars + 1, 'x')), HttpAnswer(200, "fine")});
     const Answer answer = Get(L"big");
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(L"", answer.body);
@@ -311,7 +311,7 @@ TEST_F(HttpRequest, BodyBeyondTheLimitIsGivenUp)
 // The limit is one of memory: two bytes for each character, a null, and no more room than that.
 TEST_F(HttpRequest, BodyJustWithinTheLimitArrivesWholeInNoMoreRoom)
 {
-    ScriptedReply odd = HttpReply(200, Body(CAsyncHttpRequest::kMaximumResponseChars));
+    ScriptedReply odd = HttpAnswer(200, Body(CAsyncHttpRequest::kMaximumResponseChars));
     odd.pieceBytes = 999'983;
     Open({odd});
     const Answer answer = Get(L"big");
@@ -323,7 +323,7 @@ TEST_F(HttpRequest, BodyJustWithinTheLimitArrivesWholeInNoMoreRoom)
 // They lengthen no text, but would hold the caller.
 TEST_F(HttpRequest, BodyOfNullsWithoutEndIsGivenUp)
 {
-    Open({HttpReply(200, std::string(CAsyncHttpRequest::kMaximumHeldBytes + 1, '\0')), HttpReply(200, "fine")});
+    Open({HttpAnswer(200, std::string(CAsyncHttpRequest::kMaximumHeldBytes + 1, '\0')), HttpAnswer(200, "fine")});
     EXPECT_EQ(E_FAIL, Get(L"nulls").hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, L"CAsyncHttpRequest::SendRequest, response of more than 8388607 bytes "
                                               L"given up, url = 'nulls'"));
@@ -335,10 +335,10 @@ TEST_F(HttpRequest, BodyThatTricklesIsGivenUp)
 {
     constexpr DWORD kLimitMs = 250;
     constexpr DWORD kWholeMs = CAsyncHttpRequest::kBodyTimeLimits * kLimitMs;
-    ScriptedReply trickle = HttpReply(200, std::string(1'000'000, 'x'));
+    ScriptedReply trickle = HttpAnswer(200, std::string(1'000'000, 'x'));
     trickle.pieceBytes = 5000;
     trickle.pauseMs = 100;
-    Open({trickle, HttpReply(200, "fine")});
+    Open({trickle, HttpAnswer(200, "fine")});
     const DWORD startTick = ::GetTickCount();
     const Answer answer = Get(L"x", kLimitMs);
     const DWORD elapsedMs = ::GetTickCount() - startTick;
@@ -354,7 +354,7 @@ TEST_F(HttpRequest, BodyThatTricklesIsGivenUp)
 
 TEST_F(HttpRequest, BodyThatStallsFails)
 {
-    Open({StalledBody(), HttpReply(200, "fine")});
+    Open({StalledBody(), HttpAnswer(200, "fine")});
     const Answer answer = Get(L"x", kAnswerMs);
     EXPECT_EQ(E_FAIL, answer.hr);
     EXPECT_EQ(200u, answer.statusCode);
@@ -377,7 +377,7 @@ TEST_F(HttpRequest, SilentCameraTimesOutWithTheTimeoutResultInBothPlaces)
 TEST_F(HttpRequest, TimeoutIsLoggedOnceAnHourUntilARequestSucceeds)
 {
     const std::wstring message = L"CAsyncHttpRequest::DoSendRequest, timeout";
-    Open({Silent(), Silent(), Silent(), Silent(), HttpReply(200, "back"), Silent()});
+    Open({Silent(), Silent(), Silent(), Silent(), HttpAnswer(200, "back"), Silent()});
     g_fakeTick = 0xFFFFFFF0u; // the tick count wraps around within the hour
     EXPECT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, message));
@@ -405,11 +405,11 @@ TEST_F(HttpRequest, FailedRequestOfAnyKindDoesNotEndTheHour)
         std::size_t lines; // about the two time-outs around the reply
     } rows[] = {
         {"body that stalls", StalledBody(), kAnswerMs, E_FAIL, 1},
-        {"failing status", HttpReply(404, "none"), kAmpleMs, E_FAIL, 1},
-        {"refusal without a challenge", HttpReply(401, ""), kAmpleMs, E_FAIL, 1},
+        {"failing status", HttpAnswer(404, "none"), kAmpleMs, E_FAIL, 1},
+        {"refusal without a challenge", HttpAnswer(401, ""), kAmpleMs, E_FAIL, 1},
         {"connection closed without an answer", Raw(""), kAmpleMs, E_FAIL, 1},
-        {"success", HttpReply(200, "ok"), kAmpleMs, S_OK, 2},
-        {"inner error of the camera, whose body is wanted", HttpReply(500, "ok"), kAmpleMs, S_OK, 2},
+        {"success", HttpAnswer(200, "ok"), kAmpleMs, S_OK, 2},
+        {"inner error of the camera, whose body is wanted", HttpAnswer(500, "ok"), kAmpleMs, S_OK, 2},
         {"no content", ScriptedReply{"HTTP/1.1 204 No Content\r\n\r\n"}, kAmpleMs, S_OK, 2},
     };
     constexpr DWORD kHopelessMs = 200;
@@ -475,16 +475,16 @@ TEST_F(HttpRequest, MisbehavingCameraFailsAndTheObjectWorksAgain)
         const Answer answer = Get(L"x", 2000);
         EXPECT_LT(::GetTickCount() - startTick, 6000u);
         EXPECT_TRUE(answer.hr == S_OK || answer.hr == E_FAIL || answer.hr == kRequestTimeout) << answer.hr;
-        m_camera->Enqueue(HttpReply(200, "recovered"));
+        m_camera->Enqueue(HttpAnswer(200, "recovered"));
         EXPECT_EQ(L"recovered", Get().body);
     }
 }
 
 TEST_F(HttpRequest, LateAnswerToAGivenUpRequestDoesNotDisturbTheNextOne)
 {
-    ScriptedReply late = HttpReply(200, "late");
+    ScriptedReply late = HttpAnswer(200, "late");
     late.held = true;
-    ScriptedReply next = HttpReply(200, "next");
+    ScriptedReply next = HttpAnswer(200, "next");
     next.held = true;
     Open({late, next});
     ASSERT_EQ(kRequestTimeout, Get(L"first", kShortMs).hr);
@@ -503,7 +503,7 @@ TEST_F(HttpRequest, ObjectMayDieWhileWinInetStillOwesNotifications)
 {
     for (int round = 0; round < 20; ++round)
     {
-        ScriptedReply late = HttpReply(200, "late");
+        ScriptedReply late = HttpAnswer(200, "late");
         late.held = true;
         CScriptedCamera camera({late});
         {
@@ -527,7 +527,7 @@ TEST_F(HttpRequest, CloseWaitsForGivenUpRequestsWithinItsLimit)
         int answered;
     } const rows[] = {
         {"given up on a new connection", {Silent()}, 0},
-        {"given up on a connection that was used before", {HttpReply(200, "ok"), Silent()}, 1},
+        {"given up on a connection that was used before", {HttpAnswer(200, "ok"), Silent()}, 1},
         {"two given up", {Silent(), Silent()}, 0},
     };
     for (const auto& row : rows)
@@ -556,7 +556,7 @@ TEST_F(HttpRequest, RegistryTimeLimitReplacesTheCallers)
 
     // Read anew for every request: now an answer that comes after the caller's limit is waited for.
     guard.SetText(L"15000", REG_EXPAND_SZ);
-    ScriptedReply late = HttpReply(200, "late");
+    ScriptedReply late = HttpAnswer(200, "late");
     late.held = true;
     m_camera->Enqueue(late);
     std::thread release([this] {
@@ -601,7 +601,7 @@ TEST_F(HttpRequest, UnusableRegistryTimeLimitLeavesTheCallersInForce)
 TEST_F(HttpRequest, HandlesAndThreadsStayFlatOverManyConnections)
 {
     // One camera for all cycles: its threads, and the connections that WinInet keeps for later, are this process's too.
-    CScriptedCamera camera({HttpReply(200, "ok")});
+    CScriptedCamera camera({HttpAnswer(200, "ok")});
     const auto cycle = [this, &camera] {
         ASSERT_EQ(S_OK, m_http.OpenConnection(L"127.0.0.1", camera.Port(), L"", L""));
         ASSERT_EQ(S_OK, Get().hr);
@@ -619,9 +619,9 @@ TEST_F(HttpRequest, HandlesAndThreadsStayFlatOverManyConnections)
 TEST_F(HttpRequest, RedirectConcernsOneRequestOnly)
 {
     const std::string elsewhere = "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n";
-    ScriptedReply late = HttpReply(302, "", elsewhere);
+    ScriptedReply late = HttpAnswer(302, "", elsewhere);
     late.held = true;
-    Open({HttpReply(302, "", elsewhere), HttpReply(200, "first"), late, HttpReply(200, "second")});
+    Open({HttpAnswer(302, "", elsewhere), HttpAnswer(200, "first"), late, HttpAnswer(200, "second")});
     EXPECT_EQ(E_FAIL, Get().hr);
     EXPECT_EQ(L"first", Get().body);
     EXPECT_EQ(kRequestTimeout, Get(L"late", kShortMs).hr);
@@ -633,7 +633,7 @@ TEST_F(HttpRequest, RedirectConcernsOneRequestOnly)
 
 TEST_F(HttpRequest, RedirectsLeaveNoConnectionsOpen)
 {
-    Open({HttpReply(302, "", "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n")});
+    Open({HttpAnswer(302, "", "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n")});
     const CWinInetSpy spy;
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(E_FAIL, Get().hr);
@@ -643,7 +643,7 @@ TEST_F(HttpRequest, RedirectsLeaveNoConnectionsOpen)
 // Wine 8 goes on following redirects after a request was given up, so each of them keeps its connection.
 TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
 {
-    ScriptedReply again = HttpReply(302, "", "Location: /again\r\n");
+    ScriptedReply again = HttpAnswer(302, "", "Location: /again\r\n");
     again.pieceBytes = 20;
     again.pauseMs = 10;
     Open({again});
@@ -654,7 +654,7 @@ TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
     EXPECT_EQ(0u, CountLines(LogLevel::Error, line));
     EXPECT_EQ(E_FAIL, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, line));
-    m_camera->Enqueue(HttpReply(200, "fine"));
+    m_camera->Enqueue(HttpAnswer(200, "fine"));
     const Answer answer = Get(L"x");
     EXPECT_EQ(S_OK, answer.hr) << "as soon as the camera stops";
     EXPECT_EQ(L"fine", answer.body);
@@ -662,17 +662,17 @@ TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
 
 TEST_F(HttpRequest, RedirectWithoutEndConcernsNoLaterConnection)
 {
-    ScriptedReply again = HttpReply(302, "", "Location: /again\r\n");
+    ScriptedReply again = HttpAnswer(302, "", "Location: /again\r\n");
     again.pieceBytes = 20;
     again.pauseMs = 10;
     CScriptedCamera elsewhere({again});
-    Open({HttpReply(302, "", "Location: http://127.0.0.1:" + std::to_string(elsewhere.Port()) + "/\r\n"),
-          HttpReply(200, "fine")});
+    Open({HttpAnswer(302, "", "Location: http://127.0.0.1:" + std::to_string(elsewhere.Port()) + "/\r\n"),
+          HttpAnswer(200, "fine")});
     ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
     for (std::size_t i = 0; i < 2 * CAsyncHttpRequest::kMaximumLeft; ++i)
     {
         ASSERT_TRUE(elsewhere.WaitForRequests(elsewhere.Requests().size() + 1)) << "it still goes on";
         ASSERT_EQ(L"fine", Get().body) << i;
     }
-    elsewhere.Enqueue(HttpReply(200, "the end"));
+    elsewhere.Enqueue(HttpAnswer(200, "the end"));
 }

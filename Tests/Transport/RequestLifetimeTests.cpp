@@ -154,7 +154,7 @@ TEST(RequestLifetimeWithWinInet, RequestIsClosedFromInsideItsNotification)
     // No owner in the component closes one with its lock held; here it is shown that one could.
     if (Lifetime::kIsChecked)
         GTEST_SKIP() << "the checked build does not let it happen";
-    CScriptedCamera camera({HttpReply(200, "ok")});
+    CScriptedCamera camera({HttpAnswer(200, "ok")});
     CReactingRequest http;
     const auto session = std::make_shared<CSessionRequests>();
     const CInternetHandle internet(
@@ -179,9 +179,9 @@ class MissedLimit : public HttpRequestTest
 
 TEST_F(MissedLimit, IsLoggedAndTheRequestIsLeftToWinInet)
 {
-    ScriptedReply late = HttpReply(200, "late");
+    ScriptedReply late = HttpAnswer(200, "late");
     late.held = true;
-    Open({late, HttpReply(200, "ok")});
+    Open({late, HttpAnswer(200, "ok")});
     {
         const CImportPatch patient(&s_setOptionSlot, &KeepReceiveTimeLimit);
         ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);

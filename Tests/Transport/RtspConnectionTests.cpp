@@ -21,19 +21,11 @@ QUORVANE_IMPORT_SLOT(g_httpSendRequestSlotOfTunnel, HttpSendRequestW, 20);
 
 namespace
 {
-constexpr wchar_t kPath[] = L"/axis-media/media.amp";
 constexpr DWORD kShortMs = 300;
 
 std::string Options(int sequence)
 {
     return "OPTIONS rtsp://127.0.0.1/axis-media/media.amp RTSP/1.0\r\nCSeq: " + std::to_string(sequence) + "\r\n\r\n";
-}
-
-template <class Function>
-Function* Original(const char* name)
-{
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
 }
 
 /// How many more calls WinInet grants before it refuses one.
@@ -42,15 +34,15 @@ int s_granted = 0;
 HINTERNET WINAPI ConnectWhileGranted(HINTERNET session, LPCWSTR server, INTERNET_PORT port, LPCWSTR user,
                                      LPCWSTR password, DWORD service, DWORD flags, DWORD_PTR context)
 {
-    return s_granted-- > 0 ? Original<decltype(::InternetConnectW)>("InternetConnectW")(
+    return s_granted-- > 0 ? OriginalOfWinInet<decltype(::InternetConnectW)>("InternetConnectW")(
                                  session, server, port, user, password, service, flags, context)
                            : nullptr;
 }
 BOOL WINAPI SendWhileGranted(HINTERNET request, LPCWSTR headers, DWORD countChars, LPVOID optional, DWORD sizeBytes)
 {
     if (s_granted-- > 0)
-        return Original<decltype(::HttpSendRequestW)>("HttpSendRequestW")(request, headers, countChars, optional,
-                                                                          sizeBytes);
+        return OriginalOfWinInet<decltype(::HttpSendRequestW)>("HttpSendRequestW")(request, headers, countChars,
+                                                                                   optional, sizeBytes);
     ::SetLastError(ERROR_INTERNET_CANNOT_CONNECT);
     return FALSE;
 }
@@ -66,7 +58,7 @@ protected:
 
     bool Connect(CRtspConnection& tunnel)
     {
-        return tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kPath, L"user", L"pass");
+        return tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kMediaPath, L"user", L"pass");
     }
     bool Connect()
     {
@@ -171,9 +163,9 @@ TEST_F(RtspConnection, EveryConnectMakesACookieOfItsOwn)
 TEST_F(RtspConnection, AddressThatIsNoneFailsAndLeavesTheTunnelOpen)
 {
     ASSERT_TRUE(Connect());
-    EXPECT_FALSE(m_tunnel.ConnectToServer(L"127.0.0.1", 0, kPath, L"", L""));
-    EXPECT_FALSE(m_tunnel.ConnectToServer(L"", m_camera.Port(), kPath, L"", L""));
-    EXPECT_FALSE(m_tunnel.ConnectToServer(nullptr, m_camera.Port(), kPath, L"", L""));
+    EXPECT_FALSE(m_tunnel.ConnectToServer(L"127.0.0.1", 0, kMediaPath, L"", L""));
+    EXPECT_FALSE(m_tunnel.ConnectToServer(L"", m_camera.Port(), kMediaPath, L"", L""));
+    EXPECT_FALSE(m_tunnel.ConnectToServer(nullptr, m_camera.Port(), kMediaPath, L"", L""));
     EXPECT_TRUE(m_tunnel.IsConnected());
     EXPECT_EQ(RtspReply(Options(1), 200), Exchange(Options(1)));
 }
@@ -336,7 +328,7 @@ TEST_F(RtspConnection, UnreachableCameraFails)
         CTunnelCamera gone;
         port = gone.Port();
     }
-    EXPECT_FALSE(m_tunnel.ConnectToServer(L"127.0.0.1", port, kPath, L"", L""));
+    EXPECT_FALSE(m_tunnel.ConnectToServer(L"127.0.0.1", port, kMediaPath, L"", L""));
     EXPECT_EQ(1u, CountLines(LogLevel::Error,
                              L"CRtspConnection::ConnectToServer, failed to open GET stream, hr = 0x80004005\n"));
 }

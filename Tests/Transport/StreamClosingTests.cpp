@@ -26,7 +26,6 @@ QUORVANE_IMPORT_SLOT(g_internetReadFileExSlot, InternetReadFileExW, 16);
 namespace
 {
 constexpr std::chrono::seconds kAmple{5};
-constexpr wchar_t kPath[] = L"/axis-media/media.amp";
 
 /// Holds the thread that logs a certain message, which is inside a notification then.
 class CHoldingSink final : public ILogSink
@@ -53,9 +52,8 @@ std::function<void()> s_insideWrite;
 BOOL WINAPI WriteAtABadMoment(HINTERNET request, LPCVOID data, DWORD lengthBytes, LPDWORD writtenBytes)
 {
     s_insideWrite();
-    const auto original = reinterpret_cast<decltype(&::InternetWriteFile)>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), "InternetWriteFile")));
-    return original(request, data, lengthBytes, writtenBytes);
+    return OriginalOfWinInet<decltype(::InternetWriteFile)>("InternetWriteFile")(request, data, lengthBytes,
+                                                                                 writtenBytes);
 }
 
 std::atomic<INTERNET_BUFFERSW*> s_pendingRead = nullptr;
@@ -78,7 +76,7 @@ protected:
     {
         const std::size_t countHeads = m_camera.Heads().size();
         ASSERT_EQ(S_OK, m_post->OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
-        ASSERT_EQ(S_OK, m_post->OpenStream(kPath, L"x-sessioncookie:c1\r\nContent-Length: 32767"));
+        ASSERT_EQ(S_OK, m_post->OpenStream(kMediaPath, L"x-sessioncookie:c1\r\nContent-Length: 32767"));
         ASSERT_TRUE(m_post->IsRequestSent());
         ASSERT_TRUE(m_camera.WaitForHeads(countHeads + 1));
     }
@@ -206,7 +204,7 @@ TEST_F(StreamClosing, PostThatIsSentAgainAfterItsEndIsNotWaitedFor)
     ASSERT_EQ(S_OK, earlier.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
     DWORD statusCode = 0;
     std::wstring response;
-    ASSERT_EQ(S_OK, earlier.SendRequest(kPath, statusCode, response, L"GET", 4000));
+    ASSERT_EQ(S_OK, earlier.SendRequest(kMediaPath, statusCode, response, L"GET", 4000));
     OpenPost();
     m_post->CloseStream();
     CLogCapture log;
@@ -218,7 +216,7 @@ TEST_F(StreamClosing, PostThatIsSentAgainAfterItsEndIsNotWaitedFor)
 TEST_F(StreamClosing, ClosedTunnelKeepsNoHandle)
 {
     CRtspConnection tunnel;
-    ASSERT_TRUE(tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kPath, L"", L""));
+    ASSERT_TRUE(tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kMediaPath, L"", L""));
     EXPECT_EQ(0u, m_spy.Closed().size());
     tunnel.Close();
     EXPECT_EQ(6u, m_spy.Closed().size()) << "two requests, two connections, two sessions";
@@ -247,7 +245,7 @@ TEST_F(StreamClosing, ReadThatIsGivenUpKeepsItsBufferAndDeliversToTheNextRead)
 {
     CAsyncHttpRequestStream get;
     ASSERT_EQ(S_OK, get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
-    ASSERT_EQ(S_OK, get.OpenStream(kPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
+    ASSERT_EQ(S_OK, get.OpenStream(kMediaPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
     CLogCapture log;
     std::string data;
     {
@@ -274,7 +272,7 @@ TEST_F(StreamClosing, LateReadDeliversNoMoreThanItsBufferHolds)
 {
     CAsyncHttpRequestStream get;
     ASSERT_EQ(S_OK, get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
-    ASSERT_EQ(S_OK, get.OpenStream(kPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
+    ASSERT_EQ(S_OK, get.OpenStream(kMediaPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
     std::string data;
     {
         const CImportPatch patch(&g_internetReadFileExSlot, &ReadThatPends);
@@ -294,7 +292,7 @@ TEST_F(StreamClosing, ReadThatIsPendingIsWaitedFor)
 {
     CAsyncHttpRequestStream get;
     ASSERT_EQ(S_OK, get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
-    ASSERT_EQ(S_OK, get.OpenStream(kPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
+    ASSERT_EQ(S_OK, get.OpenStream(kMediaPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
     s_pendingRead = nullptr;
     std::string data;
     {

@@ -25,17 +25,9 @@ QUORVANE_IMPORT_SLOT(g_writeFileSlotOfSending, InternetWriteFile, 16);
 
 namespace
 {
-constexpr wchar_t kPath[] = L"/axis-media/media.amp";
 constexpr wchar_t kHeaders[] = L"x-sessioncookie:c1\r\nContent-Length: 32767";
 constexpr char kText[] = "T1BUSU9OUw==";
-constexpr std::chrono::seconds kAmple{10};
-
-template <class Function>
-Function* Original(const char* name)
-{
-    return reinterpret_cast<Function*>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"wininet.dll"), name)));
-}
+constexpr std::chrono::seconds kLongestConnect{10};
 
 /// Holds the thread of WinInet that is about to connect: a camera whose TCP connection takes its time.
 CGate* s_connects = nullptr;
@@ -43,14 +35,14 @@ INTERNET_STATUS_CALLBACK s_notified = nullptr;
 void CALLBACK ConnectWhenTold(HINTERNET handle, DWORD_PTR context, DWORD status, LPVOID information, DWORD lengthBytes)
 {
     if (status == INTERNET_STATUS_CONNECTING_TO_SERVER)
-        s_connects->Wait(kAmple);
+        s_connects->Wait(kLongestConnect);
     s_notified(handle, context, status, information, lengthBytes);
 }
 INTERNET_STATUS_CALLBACK WINAPI SetSlowCallback(HINTERNET session, INTERNET_STATUS_CALLBACK callback)
 {
     if (callback != nullptr)
         s_notified = callback;
-    return Original<decltype(::InternetSetStatusCallbackW)>("InternetSetStatusCallbackW")(
+    return OriginalOfWinInet<decltype(::InternetSetStatusCallbackW)>("InternetSetStatusCallbackW")(
         session, callback != nullptr ? &ConnectWhenTold : nullptr);
 }
 
@@ -60,7 +52,7 @@ int s_countConnects = 0;
 HINTERNET WINAPI ConnectPostElsewhere(HINTERNET session, LPCWSTR server, INTERNET_PORT port, LPCWSTR user,
                                       LPCWSTR password, DWORD service, DWORD flags, DWORD_PTR context)
 {
-    return Original<decltype(::InternetConnectW)>("InternetConnectW")(
+    return OriginalOfWinInet<decltype(::InternetConnectW)>("InternetConnectW")(
         session, server, ++s_countConnects % 2 == 1 ? port : s_refusingPort, user, password, service, flags, context);
 }
 
@@ -76,20 +68,22 @@ BOOL WINAPI NoteReceiveLimit(HINTERNET request, DWORD option, LPVOID buffer, DWO
 {
     if (option == INTERNET_OPTION_RECEIVE_TIMEOUT)
         s_receiveLimitMs = *static_cast<DWORD*>(buffer);
-    return Original<decltype(::InternetSetOptionW)>("InternetSetOptionW")(request, option, buffer, lengthBytes);
+    return OriginalOfWinInet<decltype(::InternetSetOptionW)>("InternetSetOptionW")(request, option, buffer,
+                                                                                   lengthBytes);
 }
 BOOL WINAPI SendNotingTheLimit(HINTERNET request, LPCWSTR headers, DWORD countChars, LPVOID optional, DWORD sizeBytes)
 {
     s_receiveLimitAtSendMs = s_receiveLimitMs;
-    return Original<decltype(::HttpSendRequestW)>("HttpSendRequestW")(request, headers, countChars, optional,
-                                                                      sizeBytes);
+    return OriginalOfWinInet<decltype(::HttpSendRequestW)>("HttpSendRequestW")(request, headers, countChars, optional,
+                                                                               sizeBytes);
 }
 
 std::atomic<int> s_countWrites = 0;
 BOOL WINAPI CountWrite(HINTERNET request, LPCVOID data, DWORD lengthBytes, LPDWORD writtenBytes)
 {
     ++s_countWrites;
-    return Original<decltype(::InternetWriteFile)>("InternetWriteFile")(request, data, lengthBytes, writtenBytes);
+    return OriginalOfWinInet<decltype(::InternetWriteFile)>("InternetWriteFile")(request, data, lengthBytes,
+                                                                                 writtenBytes);
 }
 
 /// Takes one connection, reads the first bytes of its request, and nothing more.
@@ -152,7 +146,7 @@ protected:
     void OpenPost(WORD port)
     {
         ASSERT_EQ(S_OK, m_post.OpenConnection(L"127.0.0.1", port, L"", L""));
-        ASSERT_EQ(S_OK, m_post.OpenStream(kPath, kHeaders));
+        ASSERT_EQ(S_OK, m_post.OpenStream(kMediaPath, kHeaders));
     }
     std::size_t CountErrors(const std::wstring& text) const
     {
@@ -249,7 +243,7 @@ TEST_F(StreamSending, TunnelWhosePostIsRefusedSendsNothingHoweverOftenItConnects
     CRtspConnection tunnel;
     for (std::size_t round = 1; round <= 2; ++round)
     {
-        EXPECT_TRUE(tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kPath, L"", L""));
+        EXPECT_TRUE(tunnel.ConnectToServer(L"127.0.0.1", m_camera.Port(), kMediaPath, L"", L""));
         EXPECT_FALSE(tunnel.SendRequest("OPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n"));
         EXPECT_EQ(round, CountErrors(L"CRtspConnection::SendRequest, failed to write rtsp request, hr = 0x80004005"));
         EXPECT_FALSE(tunnel.IsConnected());
@@ -297,6 +291,6 @@ TEST_F(StreamSending, PostHasNoReceiveLimitFromTheBeginning)
     EXPECT_EQ(0u, s_receiveLimitAtSendMs) << "a wait that is under way keeps the limit that it began with";
     CAsyncHttpRequestStream get;
     ASSERT_EQ(S_OK, get.OpenConnection(L"127.0.0.1", m_camera.Port(), L"", L""));
-    ASSERT_EQ(S_OK, get.OpenStream(kPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
+    ASSERT_EQ(S_OK, get.OpenStream(kMediaPath, L"x-sessioncookie:c1\r\n", L"GET", 5000));
     EXPECT_EQ(30'500u, s_receiveLimitAtSendMs) << "what is waited for has its limit";
 }
