@@ -186,7 +186,7 @@ try
     app.add_option("--seconds", options.seconds);
     app.add_option("--cycles", options.cycles);
     app.add_option("--seed", options.seed);
-    app.add_option("--fault", options.faults)->expected(1);
+    app.add_option("--fault", options.faults)->allow_extra_args(false);
     app.add_option("cameras", options.cameraTexts)->required();
     CLI11_PARSE(app, count, arguments);
     std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);

@@ -342,7 +342,7 @@ try
     app.add_option("--seed", options.seed);
     app.add_option("--samples", options.samplesFile)->required();
     app.add_option("--leak", options.leak)->check(CLI::IsMember({"handle", "thread", "memory"}));
-    app.add_option("--fault", options.faults)->expected(1);
+    app.add_option("--fault", options.faults)->allow_extra_args(false);
     app.add_option("cameras", options.cameraTexts)->required();
     CLI11_PARSE(app, count, arguments);
     std::ranges::transform(options.cameraTexts, std::back_inserter(options.cameras), &ParseCamera);

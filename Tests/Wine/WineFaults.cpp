@@ -33,6 +33,9 @@ std::string RedirectTo(const std::string& url)
     return "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: " + url + "\r\n\r\n";
 }
 
+/// Set with the last notification of a handle.
+const HANDLE s_handleClosed = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+
 /// A connection to a server; asynchronous when it is given an event, which is set when a request was sent or ended.
 class CClient
 {
@@ -75,6 +78,8 @@ private:
     {
         if (context != 0 && status == INTERNET_STATUS_REQUEST_COMPLETE)
             ::SetEvent(reinterpret_cast<HANDLE>(context));
+        if (status == INTERNET_STATUS_HANDLE_CLOSING)
+            ::SetEvent(s_handleClosed);
     }
 
     // Left to the end of the process, as are the handles of requests that the cases do not close.
@@ -172,6 +177,32 @@ Verdict ClosedPostIsSentAgain()
     std::printf("%d requests on %d connections; a GET and a POST were sent, and the POST was closed\n",
                 server.CountRequests(), server.CountConnections());
     return isSentAgain ? kShows : kDoesNotShow;
+}
+
+// A receive that is under way goes on when its handle is closed, whatever limit is set before; the server ends it.
+Verdict ClosedReceiveGoesOn()
+{
+    const HANDLE isAsked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE isEnded = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    CLoopbackServer& server = CLoopbackServer::Start([isAsked, isEnded](const std::string&, int) {
+        ::SetEvent(isAsked);
+        ::WaitForSingleObject(isEnded, kLimitMs);
+        return std::string();
+    });
+    const CClient client(server.Port(), ::CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    const HINTERNET post = client.Send(L"POST");
+    if (::WaitForSingleObject(isAsked, kLimitMs) != WAIT_OBJECT_0)
+        return kNoAnswer;
+    DWORD limitMs = 500;
+    ::InternetSetOptionW(post, INTERNET_OPTION_RECEIVE_TIMEOUT, &limitMs, sizeof(limitMs));
+    ::InternetCloseHandle(post);
+    const bool isClosed = ::WaitForSingleObject(s_handleClosed, 3000) == WAIT_OBJECT_0;
+    ::SetEvent(isEnded);
+    const bool isClosedByServer = ::WaitForSingleObject(s_handleClosed, 3000) == WAIT_OBJECT_0;
+    std::printf("the last notification came %s\n", isClosed           ? "before the server ended the connection"
+                                                   : isClosedByServer ? "when the server ended the connection"
+                                                                      : "not at all");
+    return isClosed ? kDoesNotShow : isClosedByServer ? kShows : kNoAnswer;
 }
 
 LONG CALLBACK OnException(EXCEPTION_POINTERS* exception)
@@ -277,6 +308,7 @@ constexpr struct
     {"long-body", LongBody},
     {"closed-request-goes-on", ClosedRequestGoesOn},
     {"closed-post-is-sent-again", ClosedPostIsSentAgain},
+    {"closed-receive-goes-on", ClosedReceiveGoesOn},
     {"combined-url", CombinedUrl},
     {"many-headers", ManyHeaders},
     {"lost-connection", LostConnection},

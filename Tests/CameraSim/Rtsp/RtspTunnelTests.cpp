@@ -142,6 +142,35 @@ TEST(RtspTunnel, AClosedGetClosesThePost)
     EXPECT_TRUE(client.WaitForPostClose());
 }
 
+TEST(RtspTunnel, AGetOrAPostThatStaysAloneIsClosedAfterTenSeconds)
+{
+    CRtspCamera camera;
+    CTunnelClient whole(camera.port);
+    CTunnelClient get(camera.port, "get");
+    CTunnelClient post(camera.port, "post");
+    CTunnelClient lostGet(camera.port, "lost");
+    get.OpenGet();
+    post.OpenPost();
+    lostGet.OpenGet();
+    lostGet.OpenPost();
+    camera.camera.AddFault("drop-get@rtsp:OPTIONS*1");
+    lostGet.Send("OPTIONS", "*");
+    EXPECT_TRUE(lostGet.WaitForGetClose());
+    post.Send("OPTIONS", "*");
+    ASSERT_TRUE(camera.WaitUntil([&] { return camera.Last("OPTIONS").status == 200; }));
+    camera.Advance(9s);
+    get.OpenPost();
+    EXPECT_EQ(200u, get.Request("OPTIONS", get.Url()).status) << "it is not too late";
+    get.ClosePost();
+    camera.Advance(2s);
+    EXPECT_TRUE(post.WaitForPostClose());
+    EXPECT_TRUE(lostGet.WaitForPostClose());
+    EXPECT_EQ(200u, whole.Request("OPTIONS", whole.Url()).status);
+    camera.Advance(10s);
+    EXPECT_TRUE(get.WaitForGetClose()) << "its POST is lost";
+    EXPECT_EQ(200u, whole.Request("OPTIONS", whole.Url()).status);
+}
+
 TEST(RtspTunnel, BytesThatAreNoBase64EndIt)
 {
     CRtspCamera camera;

@@ -29,8 +29,8 @@ bool IsTunnelRequest(const HttpRequest& request)
 
 CRtspServer::CRtspServer(asio::io_context& context, IHttpHandler& handler, IRtspCamera& camera,
                          CRtspService::Clock clock)
-    : m_context(context), m_handler(handler), m_camera(camera), m_service(context, camera, std::move(clock)),
-      m_desk(camera, m_service), m_watchTimer(context)
+    : m_context(context), m_handler(handler), m_camera(camera), m_clock(clock),
+      m_service(context, camera, std::move(clock)), m_desk(camera, m_service), m_watchTimer(context)
 {
 }
 
@@ -118,7 +118,7 @@ CRtspTunnel& CRtspServer::NewTunnel(std::string cookie)
 {
     const auto tunnel = std::make_shared<CRtspTunnel>(m_context, ++m_tunnelCount, std::move(cookie),
                                                       static_cast<IRtspTunnelUser&>(*this));
-    m_tunnels.push_back({tunnel, std::chrono::steady_clock::now()});
+    m_tunnels.push_back({tunnel, m_clock()});
     if (!m_isWatching)
         Watch();
     return *tunnel;
@@ -162,7 +162,7 @@ void CRtspServer::Watch()
         m_isWatching = false;
         if (error)
             return;
-        const auto now = std::chrono::steady_clock::now();
+        const auto now = m_clock();
         const std::vector<Entry> tunnels = m_tunnels;
         for (Entry& entry : m_tunnels)
         {

@@ -23,8 +23,9 @@ class CRtspServer final : public IHttpHandler, private IRtspTunnelUser
 {
 public:
     static constexpr std::size_t kMaxTunnels = 64;
-    /// A GET without its POST, or the other way round, is closed after that.
-    static constexpr std::chrono::seconds kLonelyTime{60};
+    /// A GET without its POST, or the other way round, is closed after that: a client opens both at once, and one that
+    /// has seen its GET end may have closed the POST without the connection's noticing (WinInet of Wine 8 receives on).
+    static constexpr std::chrono::seconds kLonelyTime{10};
 
     CRtspServer(asio::io_context& context, IHttpHandler& handler, IRtspCamera& camera, CRtspService::Clock clock);
 
@@ -64,6 +65,7 @@ private:
     asio::io_context& m_context;
     IHttpHandler& m_handler;
     IRtspCamera& m_camera;
+    const CRtspService::Clock m_clock;
     CRtspService m_service;
     CRtspDesk m_desk;
     std::vector<Entry> m_tunnels;
