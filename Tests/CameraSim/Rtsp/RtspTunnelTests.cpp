@@ -31,6 +31,13 @@ TEST(RtspTunnel, TheGetIsAnsweredAtOnceAndStaysOpen)
     EXPECT_EQ(200u, client.Request("OPTIONS", client.Url()).status);
 }
 
+TEST(RtspTunnel, OpensWithTheCamerasOwnClock)
+{
+    CCameraSimulator camera({.model = "AXIS M5525-E"});
+    CTunnelClient client(camera.Start());
+    EXPECT_EQ(200u, client.Request("OPTIONS", client.Url()).status);
+}
+
 TEST(RtspTunnel, ThePostMayComeFirst)
 {
     CRtspCamera camera;

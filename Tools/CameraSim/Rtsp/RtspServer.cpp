@@ -29,8 +29,9 @@ bool IsTunnelRequest(const HttpRequest& request)
 
 CRtspServer::CRtspServer(asio::io_context& context, IHttpHandler& handler, IRtspCamera& camera,
                          CRtspService::Clock clock)
-    : m_context(context), m_handler(handler), m_camera(camera), m_clock(clock),
-      m_service(context, camera, std::move(clock)), m_desk(camera, m_service), m_watchTimer(context)
+    : m_context(context), m_handler(handler), m_camera(camera),
+      m_clock(clock ? std::move(clock) : [] { return std::chrono::steady_clock::now(); }),
+      m_service(context, camera, m_clock), m_desk(camera, m_service), m_watchTimer(context)
 {
 }
 
