@@ -5,10 +5,12 @@
 
 #include <windows.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 /// What a program wrote and how it ended. Line ends are "\n".
 struct ChildResult
@@ -36,7 +38,7 @@ public:
             const CKernelHandle in = Open(folder / "in", GENERIC_READ, OPEN_EXISTING);
             const CKernelHandle out = Open(folder / "out", GENERIC_WRITE, CREATE_ALWAYS);
             const CKernelHandle err = Open(folder / "err", GENERIC_WRITE, CREATE_ALWAYS);
-            result.exitCode = Await(Start(program, arguments, in.get(), out.get(), err.get()));
+            result.exitCode = Await(Start(program, arguments, {in.get(), out.get(), err.get()}));
         }
         result.out = Text(folder / "out");
         result.err = Text(folder / "err");
@@ -44,6 +46,36 @@ public:
     }
 
 private:
+    /// What a child inherits of all the inheritable handles that this process has.
+    class CInheritedHandles
+    {
+    public:
+        explicit CInheritedHandles(std::array<HANDLE, 3>& handles)
+        {
+            SIZE_T sizeBytes = 0;
+            ::InitializeProcThreadAttributeList(nullptr, 1, 0, &sizeBytes);
+            m_memory.resize(sizeBytes);
+            if (!::InitializeProcThreadAttributeList(get(), 1, 0, &sizeBytes) ||
+                !::UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
+                                             sizeof(handles), nullptr, nullptr))
+                throw std::runtime_error("what a child inherits cannot be said");
+        }
+        ~CInheritedHandles()
+        {
+            ::DeleteProcThreadAttributeList(get());
+        }
+        CInheritedHandles(const CInheritedHandles&) = delete;
+        CInheritedHandles& operator=(const CInheritedHandles&) = delete;
+
+        LPPROC_THREAD_ATTRIBUTE_LIST get() const
+        {
+            return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
+        }
+
+    private:
+        mutable std::vector<char> m_memory;
+    };
+
     static CKernelHandle Open(const std::filesystem::path& path, DWORD access, DWORD disposition)
     {
         SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
@@ -54,19 +86,22 @@ private:
         return CKernelHandle(file);
     }
 
-    static CKernelHandle Start(const std::filesystem::path& program, const std::wstring& arguments, HANDLE in,
-                               HANDLE out, HANDLE err)
+    /// A child gets its own streams only: one that is started on another thread at the same time would keep these open.
+    static CKernelHandle Start(const std::filesystem::path& program, const std::wstring& arguments,
+                               std::array<HANDLE, 3> streams)
     {
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdInput = in;
-        startup.hStdOutput = out;
-        startup.hStdError = err;
+        const CInheritedHandles inherited(streams);
+        STARTUPINFOEXW startup{};
+        startup.StartupInfo.cb = sizeof(startup);
+        startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+        startup.StartupInfo.hStdInput = streams[0];
+        startup.StartupInfo.hStdOutput = streams[1];
+        startup.StartupInfo.hStdError = streams[2];
+        startup.lpAttributeList = inherited.get();
         std::wstring line = L"\"" + program.wstring() + L"\" " + arguments;
         PROCESS_INFORMATION process{};
-        if (!::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                              &process))
+        if (!::CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
+                              nullptr, nullptr, &startup.StartupInfo, &process))
             throw std::runtime_error("the child process cannot be started, error " + std::to_string(::GetLastError()));
         const CKernelHandle thread(process.hThread);
         return CKernelHandle(process.hProcess);

@@ -2,6 +2,7 @@
 
 #include "HttpRequest.h"
 #include "Tests/Support/CapturingLogSink.h"
+#include "Tests/Support/RegistryValueGuard.h"
 #include "Tests/Support/ScriptedCamera.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+inline constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
+inline constexpr wchar_t kTimeoutValue[] = L"CameraCGICommandTimeout";
 
 inline constexpr DWORD kAmpleMs = 10000;
 inline constexpr DWORD kShortMs = 200;
@@ -61,6 +65,10 @@ struct Answer
 class HttpRequestTest : public ::testing::Test
 {
 protected:
+    HttpRequestTest()
+    {
+        m_timeLimit.Remove(); // what an interrupted run has left would replace the tests' limits
+    }
     void Open(std::vector<ScriptedReply> script, const wchar_t* user = L"", const wchar_t* password = L"")
     {
         m_camera.emplace(std::move(script));
@@ -95,6 +103,7 @@ protected:
         return lines;
     }
 
+    CRegistryValueGuard m_timeLimit{HKEY_LOCAL_MACHINE, kSettingsKey, kTimeoutValue};
     CLogCapture m_log;
     std::optional<CScriptedCamera> m_camera; // outlives the connection to it
     CAsyncHttpRequest m_http{&FakeTickCount};

@@ -1,20 +1,30 @@
 #include "Tests/Support/HandleCount.h"
-#include "Tests/Support/RegistryValueGuard.h"
 #include "Tests/Support/WinInetSpy.h"
 #include "Tests/Transport/HttpRequestFixture.h"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace
 {
-constexpr wchar_t kSettingsKey[] = L"Software\\Orbell\\Video";
-constexpr wchar_t kTimeoutValue[] = L"CameraCGICommandTimeout";
-
 class HttpRequest : public HttpRequestTest
 {
+protected:
+    /// Until so many requests have been sent elsewhere, going by WinInet's notifications.
+    bool WaitForRedirected(std::size_t count) const
+    {
+        const std::wstring redirected = L"dwInternetStatus = " + std::to_wstring(INTERNET_STATUS_REDIRECT) + L",";
+        const DWORD startTick = ::GetTickCount();
+        std::set<std::wstring> requests; // each line ends with the address of its request's block
+        while (requests.size() < count && ::GetTickCount() - startTick < kAmpleMs)
+            for (const std::wstring& line : m_log.Lines())
+                if (line.find(redirected) != std::wstring::npos)
+                    requests.insert(line);
+        return requests.size() >= count;
+    }
 };
 
 std::string Body(std::size_t lengthBytes)
@@ -650,7 +660,10 @@ TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
     const std::wstring line = L"CAsyncHttpRequest::SendRequest, 8 connections were redirected and still have requests, "
                               L"no other opened";
     for (std::size_t i = 0; i <= CAsyncHttpRequest::kMaximumLeft; ++i)
+    {
         ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr) << i;
+        ASSERT_TRUE(WaitForRedirected(i + 1));
+    }
     EXPECT_EQ(0u, CountLines(LogLevel::Error, line));
     EXPECT_EQ(E_FAIL, Get(L"x", kShortMs).hr);
     EXPECT_EQ(1u, CountLines(LogLevel::Error, line));
