@@ -29,7 +29,7 @@ HRESULT CSoakVisitor::Call(const char* name, DWORD requests, DWORD exchanges, Op
     return call.Done(operation());
 }
 
-void CSoakVisitor::Visit()
+void CSoakVisitor::Visit(int longestStayMs)
 {
     m_command = m_make();
     const SoakCamera& camera = RandomElement(m_random, m_cameras);
@@ -38,6 +38,8 @@ void CSoakVisitor::Visit()
         UseAxis();
     else
         UseIpela();
+    if (longestStayMs != 0)
+        Wait(RandomNumber(m_random, 0, longestStayMs));
     if (RandomChance(m_random, 50))
     {
         CCallBook::COpen call(m_book, "CloseConnection", m_limits.Leave());
