@@ -25,6 +25,8 @@ constexpr DWORD kSettleRtspMs = 45'000;
 /// A thread of the system's pool, or the event of a lock that two threads wanted at once, comes once and stays; a
 /// machine that has other work makes a call late now and then. What leaks or has no limit does so each time.
 constexpr unsigned kRuns = 3;
+/// A reply stands in the journal when all of it has been sent, or the connection has ended.
+constexpr DWORD kJournalMs = 5000;
 /// Everything around the call, but for the time to settle.
 constexpr DWORD kAroundMs = 120'000;
 
@@ -126,7 +128,7 @@ CellResult CCellRunner::RunOnce(const Cell& cell, DWORD settleMs)
     result.tookMs = MsSince(start);
     result.isWrong = !Judge::MayReturn(cell, result.hr);
     m_settings.LimitRequests(TimeLimits::kWellRequestMs);
-    result.isDelivered = IsDelivered(cell);
+    result.isDelivered = WaitFor([&] { return IsDelivered(cell); }, kJournalMs);
     BehaveAgain(cell);
     result.recovery = Recover(cell);
     if (hasOwnObject)
