@@ -182,11 +182,7 @@ void Mischief::Make(const SoakCamera& camera, SoakRandom& random, const std::vec
             ? "rtsp:" +
                   std::string(RandomElement(random, std::array{"", "OPTIONS", "DESCRIBE", "SETUP", "PLAY", "TEARDOWN"}))
             : PathOf(camera, random);
-    std::string fault = isRtsp ? RtspFault(random) : HttpFault(random);
-    // Under Wine 8 a thread of WinInet's would wait for the answer to this POST until the camera ends: see
-    // docs/threads.md, "Closing a tunnel". It would look like a leak of ours.
-    if (path == "tunnel:POST" && fault == "silent")
-        fault = "drop";
+    const std::string fault = isRtsp ? RtspFault(random) : HttpFault(random);
     OrderFault(camera, fault + "@" + path + "*" + Number(random, 1, 3));
 }
 

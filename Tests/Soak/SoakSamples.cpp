@@ -25,14 +25,17 @@ std::uint32_t Least(std::span<const SoakSample> samples, const Count& count)
     return std::ranges::min(samples, {}, count.member).*count.member;
 }
 
-std::vector<SoakSample> Settled(std::span<const SoakSample> samples)
+bool IsSettled(const SoakSample& sample)
 {
-    std::vector<SoakSample> settled;
-    std::ranges::copy_if(samples, std::back_inserter(settled),
-                         [](const SoakSample& sample) { return sample.quietSeconds >= SoakVerdict::kSettledSeconds; });
-    if (settled.empty())
-        throw std::runtime_error("half a run without a settled moment");
-    return settled;
+    return sample.quietSeconds >= SoakVerdict::kSettledSeconds;
+}
+
+/// The settled looks of the first pause that has some.
+template <class Iterator>
+std::vector<SoakSample> FirstSettled(Iterator begin, Iterator end)
+{
+    const Iterator settled = std::find_if(begin, end, &IsSettled);
+    return {settled, std::find_if_not(settled, end, &IsSettled)};
 }
 
 double SlopePerMinute(std::span<const SoakSample> samples, const Count& count)
@@ -59,9 +62,12 @@ double SlopePerMinute(std::span<const SoakSample> samples, const Count& count)
 
 std::vector<SoakTrend> SoakVerdict::Judge(std::span<const SoakSample> samples)
 {
+    const std::vector<SoakSample> first = FirstSettled(samples.begin(), samples.end());
+    const std::vector<SoakSample> last = FirstSettled(samples.rbegin(), samples.rend());
+    // The last ones come in reverse.
+    if (first.empty() || first.front().second == last.back().second)
+        throw std::runtime_error("a run without two settled pauses");
     const std::span half = samples.subspan(samples.size() / 2);
-    const std::vector<SoakSample> first = Settled(samples.first(samples.size() - half.size()));
-    const std::vector<SoakSample> last = Settled(half);
     std::vector<SoakTrend> trends;
     for (const Count& count : kCounts)
         trends.push_back(

@@ -26,10 +26,10 @@ struct SoakSample
 struct SoakTrend
 {
     std::string name;
-    std::uint32_t first = 0; ///< the least of the settled looks of the run's first half
-    std::uint32_t last = 0;  ///< the least of those of its second half
+    std::uint32_t first = 0; ///< the least of the settled looks of the first pause
+    std::uint32_t last = 0;  ///< the least of those of the last one
     std::uint32_t bound = 0; ///< by how much the last may exceed the first
-    double perMinute = 0;    ///< slope of the straight line through all looks of the second half (least squares)
+    double perMinute = 0;    ///< slope of the straight line through all looks of the run's second half (least squares)
 
     [[nodiscard]] bool IsFlat() const noexcept
     {
@@ -44,8 +44,8 @@ namespace SoakVerdict
 /// a tunnel that was closed (CAsyncHttpRequestStream::kReceiveLimitMs).
 inline constexpr std::uint32_t kSettledSeconds = 35;
 
-/// What is there in settled looks is what stays. The first half must hold some after the first work: what the system
-/// keeps after the first requests it keeps once. Throws std::runtime_error when one half has none.
+/// What is there in settled looks is what stays. The first pause must come after the first work: what the system keeps
+/// after the first requests it keeps once. Throws std::runtime_error when there are not two pauses with settled looks.
 std::vector<SoakTrend> Judge(std::span<const SoakSample> samples);
 
 void WriteCsvHead(std::ostream& out);

@@ -105,7 +105,23 @@ TEST(SoakVerdict, RunThatNeverSettlesIsNotJudged)
     std::vector<SoakSample> samples = Recorded();
     for (SoakSample& sample : samples)
         sample.quietSeconds = sample.second < 150 ? sample.quietSeconds : 0;
+    EXPECT_THROW(SoakVerdict::Judge(samples), std::runtime_error) << "only the first pause";
+    for (SoakSample& sample : samples)
+        sample.quietSeconds = 0;
     EXPECT_THROW(SoakVerdict::Judge(samples), std::runtime_error);
+    EXPECT_THROW(SoakVerdict::Judge({}), std::runtime_error);
+}
+
+TEST(SoakVerdict, MiddleOfTheRunMayLieInTheFirstPause)
+{
+    std::vector<SoakSample> samples;
+    for (std::uint32_t second = 0; second < 115; ++second)
+    {
+        const bool isPause = (second >= 20 && second < 65) || second >= 70;
+        const std::uint32_t quiet = isPause ? (second < 65 ? second - 19 : second - 69) : 0;
+        samples.push_back({.second = second, .threads = second < 65 ? 12u : 100u, .quietSeconds = quiet});
+    }
+    EXPECT_EQ(Names{"threads"}, Rising(samples));
 }
 
 TEST(SoakVerdict, SamplesAreWrittenAsCommaSeparatedLines)
