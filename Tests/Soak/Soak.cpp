@@ -60,7 +60,8 @@ void Leak(const std::string& kind)
         (void)CKernelHandle(
             ::CreateThread(nullptr, 64 * 1024, &WaitForHours, nullptr, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
     else if (kind == "memory")
-        (void)::HeapAlloc(::GetProcessHeap(), 0, 200);
+        for (int i = 0; i < 2; ++i) // an object and its text
+            (void)::HeapAlloc(::GetProcessHeap(), 0, 200);
 }
 
 /// A new object, created as a client does.
