@@ -1,6 +1,6 @@
 # quorvane_add_test(NAME SOURCES... [LIBS ...] [LOCKS ...] [PREFIX name] [TIMEOUT seconds] [ENV VAR=value ...])
 # One GoogleTest program, registered as one CTest test. LOCKS names what two tests must not use at the same time
-# (for instance "registry" for the machine-wide settings of the Wine prefix). PREFIX, "second" to "fourth", runs it in a
+# (for instance "registry" for the machine-wide settings of the Wine prefix). PREFIX, "second" to "fifth", runs it in a
 # Wine prefix beside the first: long tests that need the registry to themselves, and mostly wait, need not wait for
 # each other. Tests that may take longest start first.
 enable_testing()

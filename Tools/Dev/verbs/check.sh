@@ -3,7 +3,7 @@
 source Tools/Dev/common.sh
 
 # What goes through COM, what shares sessions, what WinInet calls back, and what unloads the library.
-under_wine=(ComponentTests ComponentFaultTests ComponentLeakTests GivenUpRequestTests ModuleTests)
+under_wine=(ComponentTests ComponentFaultTests ComponentStreamTests ComponentLeakTests GivenUpRequestTests ModuleTests)
 # And what tests the request and the tunnel from inside.
 checked_only=(HttpRequestTests TunnelTests RtspClientTests RtspSessionTests)
 # What of the portable code several threads use: logging, locks, the table of cameras, and the simulator.
@@ -11,22 +11,26 @@ native=(SharedStateTests CameraSimTests)
 folder=build/check
 program_limit_seconds=900
 
-# run_all NAME RUNNER... -- PROGRAM...: one after the other; their output goes to NAME.log
+# run_all NAME RUNNER... -- PROGRAM...: one after the other; what they print goes to files in the folder NAME
 run_all() {
-    local log=$folder/$1.log runner=() program verdict=0
+    local logs=$folder/$1 runner=() program verdict=0
     shift
     while [[ $1 != -- ]]; do
         runner+=("$1")
         shift
     done
     shift
-    : >"$log"
+    rm -rf "$logs"
+    mkdir -p "$logs"
     for program in "$@"; do
-        local start=$SECONDS
-        if timeout "$program_limit_seconds" "${runner[@]}" "$program" >>"$log" 2>&1; then
-            echo "check: $(basename "$program") passed ($((SECONDS - start)) s)"
+        local start=$SECONDS name log
+        name=$(basename "$program")
+        log=$logs/$name.log
+        [[ -e $program ]] || program+=.exe
+        if timeout "$program_limit_seconds" "${runner[@]}" "$program" >"$log" 2>&1; then
+            echo "check: $name: $(grep -c '^\[       OK' "$log") tests passed ($((SECONDS - start)) s)"
         else
-            echo "check: $(basename "$program") FAILED; see $log" >&2
+            echo "check: $name FAILED; see $log" >&2
             verdict=1
         fi
     done
@@ -53,7 +57,7 @@ check_heap() {
         probe "$how" "$noticed" Tools/Dev/run-wine build/win32/bin/HeapProbe.exe
     done
     run_all heap Tools/Dev/run-wine -- "${under_wine[@]/#/build/win32/bin/}" || verdict=1
-    ! grep -a "$noticed" "$folder/heap.log" || verdict=1
+    ! grep -ar "$noticed" "$folder/heap" || verdict=1
     unset WINEDEBUG
     return "$verdict"
 }
@@ -63,7 +67,7 @@ check_lifetimes() {
     probe second-unlock 'lifetime check failed' Tools/Dev/run-wine build/checked/bin/LifetimeProbe.exe
     local verdict=0 programs=("${under_wine[@]}" "${checked_only[@]}")
     run_all lifetimes Tools/Dev/run-wine -- "${programs[@]/#/build/checked/bin/}" || verdict=1
-    ! grep -a 'lifetime check failed' "$folder/lifetimes.log" || verdict=1
+    ! grep -ar 'lifetime check failed' "$folder/lifetimes" || verdict=1
     return "$verdict"
 }
 

@@ -9,7 +9,7 @@ elif (($# > 0)); then
     exit 2
 fi
 ensure_setup
-prefixes=(wineprefix wineprefix-second wineprefix-third wineprefix-fourth)
+prefixes=(wineprefix wineprefix-second wineprefix-third wineprefix-fourth wineprefix-fifth)
 # New Wine prefixes take a while, most of it waiting: they are made beside the build, and outside of the tests' limits.
 make_prefixes "${prefixes[@]}" &
 prefixMaker=$!
@@ -27,7 +27,7 @@ run_tests native "$jobs" || status=1
 keep_wineserver "${prefixes[@]}"
 clean_internet_cache
 # These mostly wait, the long ones each in a prefix of its own.
-run_tests win32 $((jobs + 2)) || status=1
+run_tests win32 $((jobs + 3)) || status=1
 logs=()
 for preset in native win32; do
     [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")
