@@ -108,3 +108,7 @@ protected:
     std::optional<CScriptedCamera> m_camera; // outlives the connection to it
     CAsyncHttpRequest m_http{&FakeTickCount};
 };
+
+class HttpRequest : public HttpRequestTest
+{
+};

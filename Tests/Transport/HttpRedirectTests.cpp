@@ -1,0 +1,99 @@
+// A camera that sends a request elsewhere.
+
+#include "Tests/Support/WinInetSpy.h"
+#include "Tests/Transport/HttpRequestFixture.h"
+
+#include <set>
+#include <string>
+
+namespace
+{
+/// Where nobody listens.
+std::string ClosedPort()
+{
+    return std::to_string(CScriptedCamera({}).Port());
+}
+
+/// Until so many requests have been sent elsewhere, going by WinInet's notifications.
+bool WaitForRedirected(const CLogCapture& log, std::size_t count)
+{
+    const std::wstring redirected = L"dwInternetStatus = " + std::to_wstring(INTERNET_STATUS_REDIRECT) + L",";
+    const DWORD startTick = ::GetTickCount();
+    std::set<std::wstring> requests; // each line ends with the address of its request's block
+    while (requests.size() < count && ::GetTickCount() - startTick < kAmpleMs)
+        for (const std::wstring& line : log.Lines())
+            if (line.find(redirected) != std::wstring::npos)
+                requests.insert(line);
+    return requests.size() >= count;
+}
+} // namespace
+
+TEST_F(HttpRequest, RedirectConcernsOneRequestOnly)
+{
+    const std::string elsewhere = "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n";
+    ScriptedReply late = HttpAnswer(302, "", elsewhere);
+    late.held = true;
+    Open({HttpAnswer(302, "", elsewhere), HttpAnswer(200, "first"), late, HttpAnswer(200, "second")});
+    EXPECT_EQ(E_FAIL, Get().hr);
+    EXPECT_EQ(L"first", Get().body);
+    EXPECT_EQ(kRequestTimeout, Get(L"late", kShortMs).hr);
+    m_camera->ReleaseHeld();
+    EXPECT_EQ(L"second", Get().body) << "also when it comes to a request that was given up";
+    EXPECT_EQ(L"second", Get().body);
+    EXPECT_EQ(5u, m_camera->Requests().size());
+}
+
+TEST_F(HttpRequest, RedirectsLeaveNoConnectionsOpen)
+{
+    Open({HttpAnswer(302, "", "Location: http://127.0.0.1:" + ClosedPort() + "/\r\n")});
+    const CWinInetSpy spy;
+    constexpr std::size_t kRequests = 10;
+    for (std::size_t i = 0; i < kRequests; ++i)
+        EXPECT_EQ(E_FAIL, Get().hr);
+    // A connection that WinInet is still on its way out of goes with a later request.
+    std::size_t requests = kRequests;
+    const DWORD startTick = ::GetTickCount();
+    for (; spy.Closed().size() < requests + kRequests - 2 && ::GetTickCount() - startTick < kAmpleMs; ++requests)
+        EXPECT_EQ(E_FAIL, Get().hr);
+    EXPECT_LE(requests + kRequests - 2, spy.Closed().size()) << "each request, and the connections of the first ones";
+}
+
+// Wine 8 goes on following redirects after a request was given up, so each of them keeps its connection.
+TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
+{
+    ScriptedReply again = HttpAnswer(302, "", "Location: /again\r\n");
+    again.pieceBytes = 20;
+    again.pauseMs = 10;
+    Open({again});
+    const std::wstring line = L"CAsyncHttpRequest::SendRequest, 8 connections were redirected and still have requests, "
+                              L"no other opened";
+    for (std::size_t i = 0; i <= CAsyncHttpRequest::kMaximumLeft; ++i)
+    {
+        ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr) << i;
+        ASSERT_TRUE(WaitForRedirected(m_log, i + 1));
+    }
+    EXPECT_EQ(0u, CountLines(LogLevel::Error, line));
+    EXPECT_EQ(E_FAIL, Get(L"x", kShortMs).hr);
+    EXPECT_EQ(1u, CountLines(LogLevel::Error, line));
+    m_camera->Enqueue(HttpAnswer(200, "fine"));
+    const Answer answer = Get(L"x");
+    EXPECT_EQ(S_OK, answer.hr) << "as soon as the camera stops";
+    EXPECT_EQ(L"fine", answer.body);
+}
+
+TEST_F(HttpRequest, RedirectWithoutEndConcernsNoLaterConnection)
+{
+    ScriptedReply again = HttpAnswer(302, "", "Location: /again\r\n");
+    again.pieceBytes = 20;
+    again.pauseMs = 10;
+    CScriptedCamera elsewhere({again});
+    Open({HttpAnswer(302, "", "Location: http://127.0.0.1:" + std::to_string(elsewhere.Port()) + "/\r\n"),
+          HttpAnswer(200, "fine")});
+    ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr);
+    for (std::size_t i = 0; i < 2 * CAsyncHttpRequest::kMaximumLeft; ++i)
+    {
+        ASSERT_TRUE(elsewhere.WaitForRequests(elsewhere.Requests().size() + 1)) << "it still goes on";
+        ASSERT_EQ(L"fine", Get().body) << i;
+    }
+    elsewhere.Enqueue(HttpAnswer(200, "the end"));
+}
