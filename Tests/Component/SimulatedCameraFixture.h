@@ -19,6 +19,9 @@ inline std::vector<std::string> RequestHeads(const CCameraSimulator& camera)
 inline constexpr HRESULT kFailure = 1;
 inline constexpr HRESULT kDoneOrFailed = 2;
 
+/// For answers that come too late, while they are waited for; a camera that is well has the usual limit.
+inline constexpr wchar_t kShortLimitMs[] = L"600";
+
 /// A test of the component with the camera simulator.
 class SimulatedCameraTest : public CameraTest<CCameraSimulator>
 {

@@ -5,6 +5,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -14,17 +15,14 @@ std::string ClosedPort()
     return std::to_string(CScriptedCamera({}).Port());
 }
 
-/// Until so many requests have been sent elsewhere, going by WinInet's notifications.
-bool WaitForRedirected(const CLogCapture& log, std::size_t count)
+/// A line for each time that WinInet has sent a request elsewhere. It ends with the address of the request's block,
+/// which a later request may have when this one has ended.
+std::vector<std::wstring> Redirections(const CLogCapture& log)
 {
     const std::wstring redirected = L"dwInternetStatus = " + std::to_wstring(INTERNET_STATUS_REDIRECT) + L",";
-    const DWORD startTick = ::GetTickCount();
-    std::set<std::wstring> requests; // each line ends with the address of its request's block
-    while (requests.size() < count && ::GetTickCount() - startTick < kAmpleMs)
-        for (const std::wstring& line : log.Lines())
-            if (line.find(redirected) != std::wstring::npos)
-                requests.insert(line);
-    return requests.size() >= count;
+    std::vector<std::wstring> lines = log.Lines();
+    std::erase_if(lines, [&](const std::wstring& line) { return line.find(redirected) == std::wstring::npos; });
+    return lines;
 }
 } // namespace
 
@@ -38,6 +36,7 @@ TEST_F(HttpRequest, RedirectConcernsOneRequestOnly)
     EXPECT_EQ(L"first", Get().body);
     EXPECT_EQ(kRequestTimeout, Get(L"late", kShortMs).hr);
     m_camera->ReleaseHeld();
+    ASSERT_TRUE(WaitUntil([this] { return Redirections(m_log).size() == 2; }));
     EXPECT_EQ(L"second", Get().body) << "also when it comes to a request that was given up";
     EXPECT_EQ(L"second", Get().body);
     EXPECT_EQ(5u, m_camera->Requests().size());
@@ -70,7 +69,10 @@ TEST_F(HttpRequest, RedirectsWithoutEndKeepABoundedNumberOfConnections)
     for (std::size_t i = 0; i <= CAsyncHttpRequest::kMaximumLeft; ++i)
     {
         ASSERT_EQ(kRequestTimeout, Get(L"x", kShortMs).hr) << i;
-        ASSERT_TRUE(WaitForRedirected(m_log, i + 1));
+        ASSERT_TRUE(WaitUntil([&] {
+            const std::vector<std::wstring> lines = Redirections(m_log);
+            return std::set(lines.begin(), lines.end()).size() > i;
+        }));
     }
     EXPECT_EQ(0u, CountLines(LogLevel::Error, line));
     EXPECT_EQ(E_FAIL, Get(L"x", kShortMs).hr);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -20,6 +21,15 @@ inline constexpr DWORD kAmpleMs = 10000;
 inline constexpr DWORD kShortMs = 200;
 /// Enough for a camera on this machine to answer, also when the machine is busy.
 inline constexpr DWORD kAnswerMs = 600;
+
+/// False when it does not hold within kAmpleMs.
+inline bool WaitUntil(const std::function<bool()>& condition)
+{
+    const DWORD startTick = ::GetTickCount();
+    while (!condition() && ::GetTickCount() - startTick < kAmpleMs)
+        ::SwitchToThread();
+    return condition();
+}
 
 /// How long nothing more is logged about a camera that fails.
 inline constexpr DWORD kHourMs = 3'600'000;

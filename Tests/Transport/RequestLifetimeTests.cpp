@@ -64,14 +64,6 @@ protected:
     std::shared_ptr<CSessionRequests> m_session = std::make_shared<CSessionRequests>();
     CRequestBlock* m_block = new CRequestBlock(m_http, m_session);
 };
-
-bool WaitUntil(const std::function<bool()>& condition)
-{
-    const DWORD startTick = ::GetTickCount();
-    while (!condition() && ::GetTickCount() - startTick < kAmpleMs)
-        ::SwitchToThread();
-    return condition();
-}
 } // namespace
 
 TEST_F(RequestLifetime, LastsUntilTheClosingNotification)
