@@ -1,7 +1,7 @@
 #include "Tests/FailedCalls/FaultRun.h"
 
 #include "Tests/FailedCalls/Hook.h"
-
+#include "Tests/FailedCalls/Report.h"
 #include "Tests/Support/HandleCount.h"
 #include "Win32/Handles.h"
 
@@ -304,8 +304,7 @@ void CFaultRun::CheckLeaks(const Script& script, const FunctionRow& row, unsigne
 void CFaultRun::CheckHandles(const char* script)
 {
     unsigned handles = 0;
-    Settles(kTunnelCloseLimitMs,
-            [&] { return (handles = CountOwnHandles()) <= m_handles + 1; }); // and the event that it waits with
+    Settles(kTunnelCloseLimitMs, [&] { return (handles = CountOwnHandles()) <= m_handles + Report::kHandlesOnce; });
     Record({"handles", script, "", std::to_string(m_handles), std::to_string(handles)});
 }
 

@@ -59,7 +59,7 @@ void Report::Add(const std::string& record)
         defects.back() += "\n    " + fields[1];
     else if (kind == "handles")
     {
-        const unsigned most = Number(fields[3]) + 1; // and the event that the counting waits with
+        const unsigned most = Number(fields[3]) + kHandlesOnce;
         const unsigned now = Number(fields[4]);
         if (now > most)
             defects.push_back(fields[1] + ": leaves " + std::to_string(now - most) + " handles of the process behind");

@@ -62,9 +62,9 @@ TEST(FailedCallsReport, SumsUpEveryFunction)
     report.Add("calls\taxis\tCreateEventW\t3");
     report.Add("reported\tipela\tCreateEventW\t1\topen\t0x10 0x20\t15");
     report.Add("unnoticed\tipela\tCreateEventW\t2\topen\t0x10 0x30\t40");
-    report.Add("handles\tipela\t\t100\t101");
-    EXPECT_THAT(report.defects, IsEmpty()) << "the event that waiting takes";
-    report.Add("handles\tipela\t\t100\t103");
+    report.Add("handles\tipela\t\t100\t102");
+    EXPECT_THAT(report.defects, IsEmpty()) << "the event that waiting takes, and one of the system's";
+    report.Add("handles\tipela\t\t100\t104");
     EXPECT_THAT(report.defects, ElementsAre("ipela: leaves 2 handles of the process behind"));
     EXPECT_EQ(2u, report.functions["CreateEventW"].places.size());
     EXPECT_EQ(40u, report.functions["CreateEventW"].longestMs);
