@@ -48,6 +48,10 @@ endfunction()
 function(quorvane_build_quickly)
     foreach(target IN LISTS ARGN)
         target_compile_options(${target} PRIVATE -O0)
+        if(WIN32)
+            # Nothing reads it: places in the component are looked up in the component.
+            target_compile_options(${target} PRIVATE -g0)
+        endif()
         if(QUORVANE_SANITIZE)
             # Each access would be checked for what ends the program anyway; that is a third of the compile time.
             target_compile_options(${target} PRIVATE -fno-sanitize=null,alignment,vptr)

@@ -178,6 +178,15 @@ void CTunnelCamera::KeepPosts()
     m_keepPosts = true;
 }
 
+void CTunnelCamera::ReleasePosts()
+{
+    const std::lock_guard lock(m_mutex);
+    m_keepPosts = false;
+    for (Tunnel& tunnel : m_tunnels)
+        if (tunnel.get.ended)
+            RequestClose(tunnel, TunnelSide::Post, false);
+}
+
 void CTunnelCamera::Send(std::string_view bytes)
 {
     Tunnel* newest = nullptr;

@@ -82,6 +82,8 @@ public:
     void SetPostAnswer(std::string bytes);
     /// A POST outlives its GET.
     void KeepPosts();
+    /// ... until now.
+    void ReleasePosts();
 
     // Actions on the newest tunnel.
     void Send(std::string_view bytes);

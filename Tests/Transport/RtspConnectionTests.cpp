@@ -393,6 +393,28 @@ TEST_F(RtspConnection, CloseIsBoundedWhenTheCameraKeepsThePost)
     EXPECT_EQ(RtspReply(Options(1), 200), Exchange(Options(1)));
 }
 
+// Wine 8 keeps a thread and a connection for each of them.
+TEST_F(RtspConnection, PostsThatTheCameraKeepsAreBounded)
+{
+    const std::wstring line =
+        L"CRtspConnection::ConnectToServer, 8 earlier tunnels still have requests, no other opened";
+    m_camera.KeepPosts();
+    for (std::size_t i = 0; i < CRtspConnection::kMaximumLeft; ++i)
+        ASSERT_TRUE(Connect()) << i;
+    m_tunnel.Close();
+    if (m_log.Count(L"requests still pending") == 0)
+        GTEST_SKIP() << "this system ends requests with their handles";
+    EXPECT_EQ(0u, m_log.Count(line));
+    EXPECT_FALSE(Connect());
+    EXPECT_EQ(1u, m_log.Count(line));
+    EXPECT_EQ(CRtspConnection::kMaximumLeft, m_camera.TunnelCount());
+    m_camera.ReleasePosts();
+    const DWORD startTick = ::GetTickCount();
+    while (!Connect() && ::GetTickCount() - startTick < 5000)
+        ::SwitchToThread();
+    EXPECT_EQ(RtspReply(Options(1), 200), Exchange(Options(1))) << "as soon as the camera has let go";
+}
+
 TEST_F(RtspConnection, TunnelsOnSeveralThreadsDoNotDisturbEachOther)
 {
     std::atomic<int> exchanges = 0;

@@ -9,6 +9,7 @@
 
 #include <wininet.h>
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -81,6 +82,10 @@ public:
     /// so many of them SendRequest fails with E_FAIL, until they are gone.
     static constexpr std::size_t kMaximumLeft = 8;
 
+    /// Earlier sessions of this object, at most kMaximumLeft, that it has left to WinInet because they had requests,
+    /// and that still have some.
+    [[nodiscard]] std::size_t CountLeftSessions() noexcept;
+
 protected:
     /// One header of the answer as 8-bit text, empty on failure and when it is longer than kMaximumHeaderBytes.
     /// `infoLevel` is an HTTP_QUERY_... value.
@@ -152,6 +157,7 @@ private:
     TickSource m_tickCount;
     CKernelHandle m_completed; // auto-reset
     std::shared_ptr<CSessionRequests> m_sessionRequests;
+    std::array<std::shared_ptr<CSessionRequests>, kMaximumLeft> m_leftSessions;
     CInternetHandle m_session;
     CInternetHandle m_connection;
     std::vector<CInternetHandle> m_leftConnections; ///< closed as soon as no request is left

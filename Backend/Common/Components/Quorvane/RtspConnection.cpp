@@ -6,6 +6,7 @@
 #include "TextEncoding/Encoding.h"
 #include "Win32/TimeLimit.h"
 
+#include <algorithm>
 #include <exception>
 
 namespace
@@ -32,6 +33,8 @@ try
     if (server == nullptr || *server == L'\0' || port == 0)
         return false;
     Close();
+    if (!MayOpenAnother())
+        return false;
     OpenTunnel(server, port, path, user, password);
     return true;
 }
@@ -44,6 +47,17 @@ catch (const std::exception&)
 {
     Close();
     return LogFailure(false, LogLevel::Error, L"CRtspConnection::ConnectToServer, out of memory");
+}
+
+bool CRtspConnection::MayOpenAnother() noexcept
+{
+    // Wine 8 does not end a receive when its handle is closed. A camera that ends each GET and keeps the POST would
+    // cost a thread and a connection for every beat of the keep-alive.
+    const std::size_t left = std::max(m_get.CountLeftSessions(), m_post.CountLeftSessions());
+    return left < kMaximumLeft ||
+           LogFailure(false, LogLevel::Error,
+                      L"CRtspConnection::ConnectToServer, %d earlier tunnels still have requests, no other opened",
+                      left);
 }
 
 void CRtspConnection::OpenTunnel(const wchar_t* server, WORD port, const std::wstring& path, const std::wstring& user,
