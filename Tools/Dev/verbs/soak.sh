@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
-# runs objects on many threads at misbehaving cameras and looks for growth: [--minutes N] [--seed N] [--leak KIND]
+# runs objects at misbehaving cameras, looks for growth: [--minutes N] [--seed N] [--leak KIND] [--fault FAULT]...
 source Tools/Dev/common.sh
 source Tools/Dev/places.sh
 minutes=2
 seed=$((RANDOM * 32768 + RANDOM))
 leak=()
+faults=()
 while (($#)); do
     case $1:${2:-} in
     --minutes:[1-9]*) minutes=$2 ;;
     --seed:[0-9]*) seed=$2 ;;
     --leak:handle | --leak:thread | --leak:memory) leak=(--leak "$2") ;;
+    --fault:?*) faults+=(--fault "$2") ;;
     *)
-        echo "usage: ./dev soak [--minutes N] [--seed N] [--leak handle|thread|memory]" >&2
+        echo "usage: ./dev soak [--minutes N] [--seed N] [--leak handle|thread|memory] [--fault FAULT]..." >&2
         exit 2
         ;;
     esac
@@ -43,7 +45,7 @@ start_camera() {
     local family=$1 name=$2 password=$3 ports=$folder/camera${#cameras[@]}.json attempt port control
     shift 3
     [[ -z $password ]] || set -- "$@" --auth digest --user admin --password "$password"
-    build/native/bin/camerasim "$@" --port-file "$ports" --seconds $((minutes * 60 + 900)) \
+    build/native/bin/camerasim "$@" --port-file "$ports" --seconds $((minutes * 150 + 1200)) \
         >"$folder/camera${#cameras[@]}.log" 2>&1 &
     cameraIds+=($!)
     for ((attempt = 0; attempt < 200; ++attempt)); do
@@ -66,12 +68,13 @@ start_camera axis LocalHost "" "${axis[@]}" --rtsp-relative
 
 status=0
 echo "soak: $minutes minutes, seed $seed (--seed repeats what the cameras and the callers choose)"
-timeout $((minutes * 100 + 400)) Tools/Dev/run-wine build/win32/bin/Soak.exe --seconds $((minutes * 60)) --seed "$seed" \
-    --samples "$folder/samples.csv" "${leak[@]}" "${cameras[@]}" 2>&1 | tr -d '\r' | name_places |
+timeout $((minutes * 130 + 400)) Tools/Dev/run-wine build/win32/bin/Soak.exe --seconds $((minutes * 60)) --seed "$seed" \
+    --samples "$folder/samples.csv" "${leak[@]}" "${faults[@]}" "${cameras[@]}" 2>&1 | tr -d '\r' | name_places |
     tee "$folder/report.txt" || status=1
 # The picture is drawn of whatever was recorded.
 python3 -B Tests/Soak/plot_samples.py "$folder/samples.csv" "$folder/soak.svg" || status=1
-if ((${#leak[@]} == 0)); then
+# A run that looks at one thing only needs no second program.
+if ((${#leak[@]} + ${#faults[@]} == 0)); then
     timeout $((minutes * 15 + 600)) Tools/Dev/run-wine build/win32/bin/LoadSoak.exe --seconds $((minutes * 15)) \
         --seed "$seed" "${cameras[@]}" 2>&1 | tee -a "$folder/report.txt" || status=1
 fi
