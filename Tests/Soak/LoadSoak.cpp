@@ -51,6 +51,13 @@ struct Options
     std::vector<SoakCamera> cameras;
 };
 
+/// Of the children of one kind.
+struct Tally
+{
+    unsigned children = 0;
+    DWORD unloads = 0; ///< how often the library left memory in them
+};
+
 void UseOnThreads(const CComponentLibrary& library, const Options& options, CCallBook& book, SoakRandom& random)
 {
     const CallLimits limits{.requestMs = kRequestLimitMs, .sharingCalls = kVisitors - 1};
@@ -124,9 +131,13 @@ DWORD RunCycles(const Options& options)
 
 /// Under Wine a thread of WinInet's is inside every tunnel's POST when the tunnel is closed, and the library is then
 /// kept: one child in four has cameras with tunnels.
+bool HasTunnels(unsigned seed)
+{
+    return seed % 4 == 0;
+}
+
 DWORD RunChild(const Options& options, unsigned seed)
 {
-    const bool hasTunnels = seed % 4 == 0;
     wchar_t path[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring commandLine = L"\"" + std::wstring(path) + L"\" --cycles " + std::to_wstring(kChildCycles) +
@@ -134,7 +145,7 @@ DWORD RunChild(const Options& options, unsigned seed)
     for (const std::string& fault : options.faults)
         commandLine += L" --fault " + std::wstring(fault.begin(), fault.end());
     for (std::size_t i = 0; i < options.cameras.size(); ++i)
-        if (hasTunnels || options.cameras[i].family == SoakFamily::Ipela)
+        if (HasTunnels(seed) || options.cameras[i].family == SoakFamily::Ipela)
             commandLine += L" " + std::wstring(options.cameraTexts[i].begin(), options.cameraTexts[i].end());
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
@@ -155,16 +166,19 @@ int RunChildren(const Options& options)
 {
     CTestRegistryKey settings(L"Software\\Orbell\\Video");
     settings.SetText(L"CameraCGICommandTimeout", std::to_wstring(kRequestLimitMs));
+    Tally withTunnels;
+    Tally without;
     unsigned children = 0;
     unsigned failures = 0;
-    DWORD unloads = 0;
     const ULONGLONG end = ::GetTickCount64() + options.seconds * 1000ull;
     do
     {
         const unsigned seed = options.seed + children;
         ++children;
+        Tally& tally = HasTunnels(seed) ? withTunnels : without;
+        ++tally.children;
         if (const DWORD exitCode = RunChild(options, seed); exitCode <= kChildCycles)
-            unloads += exitCode;
+            tally.unloads += exitCode;
         else
         {
             std::cout << "FAILED: the child with seed " << seed << " ended with " << exitCode << std::endl;
@@ -173,7 +187,10 @@ int RunChildren(const Options& options)
     } while (::GetTickCount64() < end || children < kLeastChildren);
     for (const SoakCamera& camera : options.cameras)
         Mischief::End(camera);
-    std::cout << children << " processes, " << failures << " failed; the library left memory " << unloads << " times\n";
+    const DWORD unloads = withTunnels.unloads + without.unloads;
+    std::cout << children << " processes, " << failures << " failed; the library left memory " << unloads
+              << " times: " << without.unloads << " in " << without.children << " without tunnels, "
+              << withTunnels.unloads << " in " << withTunnels.children << " with\n";
     const bool hasUnloaded = unloads >= children * kLeastUnloads;
     if (!hasUnloaded)
         std::cout << "FAILED: it stays in memory too often\n";
