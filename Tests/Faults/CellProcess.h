@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tests/Support/InheritedHandles.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Win32/Handles.h"
 
@@ -9,7 +10,8 @@
 #include <stdexcept>
 #include <string>
 
-/// This program once more, for a range of cells; its output is read while it runs. One thread.
+/// This program once more, for a range of cells; its output is read while it runs. One thread; others may start
+/// processes at the same time, so it inherits its output and nothing else.
 /// A process that is still running after its deadline is ended. Destroying it ends the process.
 class CCellProcess
 {
@@ -24,15 +26,18 @@ public:
         if (file == INVALID_HANDLE_VALUE)
             throw std::runtime_error("the output of a process cannot be opened");
         const CKernelHandle out(file);
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdOutput = out.get();
-        startup.hStdError = out.get();
+        CInheritedHandles inherited({out.get()});
+        STARTUPINFOEXW startup{};
+        startup.StartupInfo.cb = sizeof(startup);
+        startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+        startup.StartupInfo.hStdOutput = out.get();
+        startup.StartupInfo.hStdError = out.get();
+        startup.lpAttributeList = inherited.get();
         std::wstring line = L"\"" + OwnPath() + L"\" " + options + L" --cells " + std::to_wstring(begin) + L"-" +
                             std::to_wstring(end) + L" --log \"" + (m_folder / "log").wstring() + L"\"";
         PROCESS_INFORMATION process{};
-        if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process))
+        if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT, nullptr,
+                              nullptr, &startup.StartupInfo, &process))
             throw std::runtime_error("a process cannot be started, error " + std::to_string(::GetLastError()));
         CKernelHandle(process.hThread);
         m_process.reset(process.hProcess);

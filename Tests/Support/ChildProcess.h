@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tests/Support/InheritedHandles.h"
 #include "Tests/Support/TemporaryFolder.h"
 #include "Win32/Handles.h"
 
@@ -10,7 +11,6 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 /// What a program wrote and how it ended. Line ends are "\n".
 struct ChildResult
@@ -46,36 +46,6 @@ public:
     }
 
 private:
-    /// What a child inherits of all the inheritable handles that this process has.
-    class CInheritedHandles
-    {
-    public:
-        explicit CInheritedHandles(std::array<HANDLE, 3>& handles)
-        {
-            SIZE_T sizeBytes = 0;
-            ::InitializeProcThreadAttributeList(nullptr, 1, 0, &sizeBytes);
-            m_memory.resize(sizeBytes);
-            if (!::InitializeProcThreadAttributeList(get(), 1, 0, &sizeBytes) ||
-                !::UpdateProcThreadAttribute(get(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles.data(),
-                                             sizeof(handles), nullptr, nullptr))
-                throw std::runtime_error("what a child inherits cannot be said");
-        }
-        ~CInheritedHandles()
-        {
-            ::DeleteProcThreadAttributeList(get());
-        }
-        CInheritedHandles(const CInheritedHandles&) = delete;
-        CInheritedHandles& operator=(const CInheritedHandles&) = delete;
-
-        LPPROC_THREAD_ATTRIBUTE_LIST get() const
-        {
-            return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(m_memory.data());
-        }
-
-    private:
-        mutable std::vector<char> m_memory;
-    };
-
     static CKernelHandle Open(const std::filesystem::path& path, DWORD access, DWORD disposition)
     {
         SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
@@ -90,7 +60,7 @@ private:
     static CKernelHandle Start(const std::filesystem::path& program, const std::wstring& arguments,
                                std::array<HANDLE, 3> streams)
     {
-        const CInheritedHandles inherited(streams);
+        CInheritedHandles inherited({streams[0], streams[1], streams[2]});
         STARTUPINFOEXW startup{};
         startup.StartupInfo.cb = sizeof(startup);
         startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
