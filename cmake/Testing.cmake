@@ -4,25 +4,25 @@
 # Wine prefix beside the first: long tests that need the registry to themselves, and mostly wait, need not wait for
 # each other. Tests that may take longest start first.
 enable_testing()
-if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
-    message(FATAL_ERROR "The GoogleTest sources are missing; run './dev setup' first.")
+if(WIN32)
+    if(NOT EXISTS /usr/src/googletest/CMakeLists.txt)
+        message(FATAL_ERROR "The GoogleTest sources are missing; run './dev setup' first.")
+    endif()
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+    quorvane_build_quickly(gtest gmock gmock_main)
+else()
+    # As Debian has built it: it is not what the sanitizers look at.
+    find_package(GTest REQUIRED)
 endif()
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
-add_subdirectory(/usr/src/googletest "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
 
 # GoogleTest's headers are most of what a test file compiles; all test programs share one precompiled copy.
 file(WRITE "${CMAKE_BINARY_DIR}/test_headers.cpp" "")
 add_library(quorvane_test_headers OBJECT "${CMAKE_BINARY_DIR}/test_headers.cpp")
 target_link_libraries(quorvane_test_headers PRIVATE quorvane_options GTest::gmock)
 target_precompile_headers(quorvane_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-quorvane_build_quickly(quorvane_test_headers gtest gmock gmock_main)
-if(QUORVANE_SANITIZE)
-    # Not what is looked at, and instrumented they take as long to compile as a folder of tests.
-    foreach(target gtest gmock gmock_main)
-        target_compile_options(${target} PRIVATE -fno-sanitize=all)
-    endforeach()
-endif()
+quorvane_build_quickly(quorvane_test_headers)
 
 function(quorvane_add_test name)
     cmake_parse_arguments(ARG "" "PREFIX;TIMEOUT" "SOURCES;LIBS;LOCKS;ENV" ${ARGN})

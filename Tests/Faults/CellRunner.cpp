@@ -20,7 +20,7 @@ constexpr unsigned kTries = 10;
 /// after its last work. WinInet may keep the GET of a tunnel for 30 s.
 constexpr DWORD kShortSettleMs = 2500;
 constexpr DWORD kQuietMs = 6000;
-constexpr DWORD kSettleMs = 8000;
+constexpr DWORD kSettleMs = 20'000;
 constexpr DWORD kSettleRtspMs = 45'000;
 /// A thread of the system's pool, or the event of a lock that two threads wanted at once, comes once and stays; a
 /// machine that has other work makes a call late now and then. What leaks or has no limit does so each time.

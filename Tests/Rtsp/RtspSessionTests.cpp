@@ -445,7 +445,8 @@ bool Settles(unsigned handles, unsigned threads)
     return false;
 }
 
-TEST(RtspSessionLeaks, FiveHundredSessionsLeaveNothing)
+// Leaks.FiveHundredStreamsOfOneObject has more of them, through the whole component.
+TEST(RtspSessionLeaks, HundredSessionsLeaveNothing)
 {
     CAnsweringCamera camera;
     camera.SetLastAnswer([](const std::string& request) {
@@ -465,7 +466,7 @@ TEST(RtspSessionLeaks, FiveHundredSessionsLeaveNothing)
         cycle();
     const unsigned handles = CountOwnHandles();
     const unsigned threads = CountOwnThreads();
-    for (int i = 0; i < 500 && !::testing::Test::HasFailure(); ++i)
+    for (int i = 0; i < 100 && !::testing::Test::HasFailure(); ++i)
         cycle();
     EXPECT_TRUE(Settles(handles, threads)) << "before: " << handles << " handles, " << threads << " threads";
 }

@@ -27,7 +27,7 @@ run_tests native "$jobs" || status=1
 keep_wineserver "${prefixes[@]}"
 clean_internet_cache
 # These mostly wait, the long ones each in a prefix of its own.
-run_tests win32 $((jobs + 3)) || status=1
+run_tests win32 $((jobs + 2)) || status=1
 logs=()
 for preset in native win32; do
     [[ ! -f build/$preset/Testing/Temporary/LastTest.log ]] || logs+=("build/$preset/Testing/Temporary/LastTest.log")
