@@ -14,7 +14,10 @@ if(WIN32)
     quorvane_build_quickly(gtest gmock gmock_main)
 else()
     # As Debian has built it: it is not what the sanitizers look at.
-    find_package(GTest REQUIRED)
+    find_package(GTest)
+    if(NOT GTest_FOUND)
+        message(FATAL_ERROR "GoogleTest is missing; run './dev setup' first.")
+    endif()
 endif()
 
 # GoogleTest's headers are most of what a test file compiles; all test programs share one precompiled copy.

@@ -92,6 +92,12 @@ TEST(HttpFetch, OtherProtocolsAreRefused)
     EXPECT_THAT(FailureOf(server.Port(), 10s), HasSubstr("does not speak HTTP"));
 }
 
+TEST(HttpFetch, AnswerThatBreaksOffIsNoAnswer)
+{
+    COneShotServer server("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n{}");
+    EXPECT_THAT(FailureOf(server.Port(), 10s), HasSubstr("ended its answer after 2 of 3 bytes"));
+}
+
 TEST(HttpFetch, ClosedPortIsNamed)
 {
     asio::io_context io;

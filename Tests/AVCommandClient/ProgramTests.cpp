@@ -58,6 +58,28 @@ Json ParseGood(const ChildResult& result)
     return Json::parse(result.out);
 }
 
+/// The walk-through against `camera`.
+Json RunDemo(const CCameraSimulator& camera)
+{
+    const ChildResult result = RunProgram(L"demo --unregistered --json --sim-control 127.0.0.1:" +
+                                          std::to_wstring(camera.ControlPort()));
+    const Json demo = Json::parse(result.out);
+    EXPECT_EQ(result.exitCode == 0, demo["passed"].get<bool>());
+    return demo;
+}
+
+/// The steps that were not as expected, behind the verdict.
+std::string ProblemText(const Json& demo)
+{
+    std::string text = demo["verdict"];
+    for (const Json& step : demo["steps"])
+    {
+        if (!step["ok"])
+            text += '\n' + step.dump(2);
+    }
+    return text;
+}
+
 /// The password variable for programs that are started meanwhile.
 class CPasswordVariable
 {
@@ -323,12 +345,9 @@ TEST_F(Program, VerboseShowsEachCallAndNoPassword)
 
 TEST_F(Program, DemoPassesAgainstASoundCamera)
 {
-    const ChildResult result =
-        RunProgram(L"demo --unregistered --json --sim-control 127.0.0.1:" + std::to_wstring(m_camera.ControlPort()));
-    const Json json = Json::parse(result.out);
-    EXPECT_EQ(result.exitCode, 0u) << json["verdict"];
-    EXPECT_EQ(json["passed"], true);
-    EXPECT_EQ(json["steps"].size(), 18u);
+    const Json demo = RunDemo(m_camera);
+    EXPECT_EQ(demo["passed"], true) << ProblemText(demo);
+    EXPECT_EQ(demo["steps"].size(), 18u);
 }
 
 TEST_F(Program, DemoPassesWithEveryGenerationOfCameras)
@@ -358,9 +377,8 @@ TEST_F(Program, DemoPassesWithEveryGenerationOfCameras)
         options.factorySettings = true;
         CCameraSimulator camera(options);
         camera.Start();
-        const ChildResult result =
-            RunProgram(L"demo --unregistered --sim-control 127.0.0.1:" + std::to_wstring(camera.ControlPort()));
-        EXPECT_EQ(result.exitCode, 0u) << result.out;
+        const Json demo = RunDemo(camera);
+        EXPECT_EQ(demo["passed"], true) << ProblemText(demo);
     }
 }
 

@@ -17,7 +17,8 @@ namespace
 /// A loaded machine may keep a camera that behaves from answering in time.
 constexpr unsigned kTries = 10;
 /// A request that was given up ends half a second after its limit, a worker thread of the system's pool five seconds
-/// after its last work. WinInet may keep the GET of a tunnel for 30 s.
+/// after its last work, on a machine with all processors busy some seconds later. WinInet may keep the GET of a tunnel
+/// for 30 s.
 constexpr DWORD kShortSettleMs = 2500;
 constexpr DWORD kQuietMs = 6000;
 constexpr DWORD kSettleMs = 20'000;

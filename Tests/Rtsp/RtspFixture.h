@@ -108,6 +108,13 @@ constexpr char kSdp[] = "v=0\r\no=- 1 1 IN IP4 0.0.0.0\r\ns=Session\r\nm=video 0
                         "a=rtpmap:96 H264/90000\r\n";
 constexpr wchar_t kTrackUrl[] = L"rtsp://127.0.0.1/media.amp/trackID=1";
 
+/// What the client says of OPTIONS when no tunnel can be opened for it.
+inline const std::vector<std::wstring> kFailedReconnect = {
+    L"1 CRtspClient::DoSendRtspRequest, connection to server was closed, will re-connect",
+    L"1 CRtspClient::DoSendRtspRequest, re-connect to server failed",
+    L"1 CRtspClient::SendRtspRequest, failed to send rtsp command: 'OPTIONS'",
+    L"1 CRtspClient::GetOptions, failed to send request"};
+
 /// A client with a camera and timers in the test's hand.
 class RtspClientTest : public ::testing::Test
 {

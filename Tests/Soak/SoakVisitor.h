@@ -21,7 +21,8 @@ public:
     CSoakVisitor(Maker make, std::span<const SoakCamera> cameras, CCallBook& book, const CallLimits& limits,
                  WORD rtpPort, unsigned seed);
 
-    /// From the object's creation to its release, so long after its last call at most. Throws what the maker throws.
+    /// From the object's creation to its release, which comes up to `longestStayMs` after the last call. Throws what
+    /// the maker throws.
     void Visit(int longestStayMs = 0);
 
 private:

@@ -119,6 +119,7 @@ protected:
     CAsyncHttpRequest m_http{&FakeTickCount};
 };
 
+/// The suite of which each of several files has a topic.
 class HttpRequest : public HttpRequestTest
 {
 };

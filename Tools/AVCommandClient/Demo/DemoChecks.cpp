@@ -33,11 +33,16 @@ bool IsRtsp(const ReceivedRequest& request)
     return request.target.starts_with("rtsp://");
 }
 
+/// The half of a tunnel that carries RTSP to the camera, and is never answered. When the camera ends its connection,
+/// WinInet may send the head once more (Microsoft KB 895954), also while the component is already doing something else.
+bool IsTunnelPost(const ReceivedRequest& request)
+{
+    return IsTunnel(request) && request.method == "POST" && request.status == 0;
+}
+
 bool IsCarriedOut(const ReceivedRequest& request)
 {
-    // The request that carries RTSP to the camera is never answered.
-    const bool isWithoutAnswer = IsTunnel(request) && request.method == "POST" && request.status == 0;
-    return request.status == kHttpOk || request.status == kHttpNoContent || isWithoutAnswer;
+    return request.status == kHttpOk || request.status == kHttpNoContent;
 }
 
 /// The component asks for an IPELA camera first, which an Axis camera denies.
@@ -76,7 +81,7 @@ std::vector<std::string> Requests(std::span<const ReceivedRequest> received,
     {
         const ReceivedRequest& request = received[i];
         const bool isRepeated = i + 1 < received.size() && received[i + 1].target == request.target;
-        if (request.status == kHttpUnauthorized && isRepeated)
+        if (IsTunnelPost(request) || (request.status == kHttpUnauthorized && isRepeated))
             continue;
         paths.push_back(PathOf(request.target));
         if (!IsCarriedOut(request) && !(isAxis && IsProbeOfOtherFamily(request)))

@@ -11,7 +11,7 @@
 namespace DemoChecks
 {
 /// "*" alone as `expectedPaths` accepts any request. A 401 is part of authentication and not counted, as long as the
-/// same target is carried out right after it.
+/// same target is carried out right after it; a tunnel's POST is not counted either, for WinInet may repeat it.
 std::vector<std::string> Requests(std::span<const ReceivedRequest> received,
                                   const std::vector<std::string>& expectedPaths, bool needsAuthorization);
 

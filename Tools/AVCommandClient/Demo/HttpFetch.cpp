@@ -4,6 +4,7 @@
 
 #include <asio.hpp>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -120,6 +121,17 @@ int StatusOf(std::string_view reply)
     constexpr std::string_view kVersion = "HTTP/1.1 ";
     return reply.starts_with(kVersion) ? Names::ParseNumber(reply.substr(kVersion.size(), 3)).value_or(0) : 0;
 }
+
+/// The length of the body as the head announces it; zero when it does not.
+std::size_t AnnouncedBytes(std::string_view head)
+{
+    constexpr std::string_view kLength = "\r\nContent-Length: ";
+    const std::size_t start = head.find(kLength);
+    if (start == std::string_view::npos)
+        return 0;
+    const std::string_view value = head.substr(start + kLength.size());
+    return static_cast<std::size_t>(std::max(0, Names::ParseNumber(value.substr(0, value.find('\r'))).value_or(0)));
+}
 } // namespace
 
 Reply Get(const std::string& host, std::uint16_t port, const std::string& path, std::chrono::milliseconds limit)
@@ -136,6 +148,11 @@ Reply Get(const std::string& host, std::uint16_t port, const std::string& path, 
     if (reply.status == 0 || blankLine == std::string::npos)
         throw std::runtime_error("the simulator's control endpoint " + peer + " does not speak HTTP");
     reply.body = text.substr(blankLine + 4);
+    const std::size_t announcedBytes = AnnouncedBytes(std::string_view(text).substr(0, blankLine));
+    if (reply.body.size() < announcedBytes)
+        throw std::runtime_error("the simulator's control endpoint " + peer + " ended its answer after " +
+                                 std::to_string(reply.body.size()) + " of " + std::to_string(announcedBytes) +
+                                 " bytes; has it ended?");
     return reply;
 }
 } // namespace HttpFetch

@@ -26,7 +26,7 @@ status=0
 run_tests native "$jobs" || status=1
 keep_wineserver "${prefixes[@]}"
 clean_internet_cache
-# These mostly wait, the long ones each in a prefix of its own.
+# These wait as much as they work, the long ones each in a prefix of its own.
 run_tests win32 $((jobs + 2)) || status=1
 logs=()
 for preset in native win32; do

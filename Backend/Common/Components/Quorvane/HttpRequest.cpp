@@ -14,6 +14,7 @@
 #include <exception>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -321,23 +322,7 @@ void CAsyncHttpRequest::LetGoOfRequests(DWORD waitMs) noexcept
     // Their contexts stay too.
     Log(LogLevel::Error, L"CAsyncHttpRequest::CloseSession, requests still pending after %d ms, left to WinInet",
         waitMs);
-    (void)CountLeftSessions(); // makes room
-    const auto room = std::ranges::find(m_leftSessions, nullptr);
-    if (room != m_leftSessions.end())
-        *room = std::move(m_sessionRequests);
-    m_sessionRequests.reset();
-}
-
-std::size_t CAsyncHttpRequest::CountLeftSessions() noexcept
-{
-    std::size_t count = 0;
-    for (std::shared_ptr<CSessionRequests>& session : m_leftSessions)
-    {
-        if (session && session->WaitUntilNone(0))
-            session.reset();
-        count += session ? 1 : 0;
-    }
-    return count;
+    m_leftSessions.Add(std::exchange(m_sessionRequests, nullptr));
 }
 
 void CAsyncHttpRequest::CloseSession() noexcept

@@ -9,7 +9,6 @@
 
 #include <wininet.h>
 
-#include <array>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -82,9 +81,11 @@ public:
     /// so many of them SendRequest fails with E_FAIL, until they are gone.
     static constexpr std::size_t kMaximumLeft = 8;
 
-    /// Earlier sessions of this object, at most kMaximumLeft, that it has left to WinInet because they had requests,
-    /// and that still have some.
-    [[nodiscard]] std::size_t CountLeftSessions() noexcept;
+    /// Earlier sessions of this object, at most CLeftSessions::kMaximum, of which WinInet still has requests.
+    [[nodiscard]] std::size_t CountLeftSessions() noexcept
+    {
+        return m_leftSessions.Count();
+    }
 
 protected:
     /// One header of the answer as 8-bit text, empty on failure and when it is longer than kMaximumHeaderBytes.
@@ -157,7 +158,7 @@ private:
     TickSource m_tickCount;
     CKernelHandle m_completed; // auto-reset
     std::shared_ptr<CSessionRequests> m_sessionRequests;
-    std::array<std::shared_ptr<CSessionRequests>, kMaximumLeft> m_leftSessions;
+    CLeftSessions m_leftSessions;
     CInternetHandle m_session;
     CInternetHandle m_connection;
     std::vector<CInternetHandle> m_leftConnections; ///< closed as soon as no request is left

@@ -3,6 +3,7 @@
 #include "HttpRequest.h"
 #include "Protocol/Log.h"
 
+#include <algorithm>
 #include <utility>
 
 static_assert(sizeof(RequestContext) == 16, "four 32-bit fields");
@@ -104,6 +105,20 @@ void CSessionRequests::NoteRedirect(unsigned connection) noexcept
 bool CSessionRequests::IsRedirected() const noexcept
 {
     return m_isRedirected;
+}
+
+void CLeftSessions::Add(std::shared_ptr<CSessionRequests> session) noexcept
+{
+    if (Count() < kMaximum)
+        std::ranges::find(m_sessions, nullptr)->swap(session);
+}
+
+std::size_t CLeftSessions::Count() noexcept
+{
+    for (std::shared_ptr<CSessionRequests>& session : m_sessions)
+        if (session && session->WaitUntilNone(0))
+            session.reset();
+    return kMaximum - static_cast<std::size_t>(std::ranges::count(m_sessions, nullptr));
 }
 
 void CALLBACK CRequestBlock::StatusCallback(HINTERNET, DWORD_PTR context, DWORD status, LPVOID information,

@@ -9,6 +9,7 @@
 
 #include <wininet.h>
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -48,6 +49,21 @@ private:
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_removed = CONDITION_VARIABLE_INIT;
     unsigned m_count = 0;
+};
+
+/// The sessions that one object has left to WinInet, because they still had requests. One caller at a time.
+class CLeftSessions
+{
+public:
+    /// More are not kept in mind: whoever asks has had enough of them by then.
+    static constexpr std::size_t kMaximum = 8;
+
+    void Add(std::shared_ptr<CSessionRequests> session) noexcept;
+    /// Forgets those whose requests have ended, and returns how many are left.
+    [[nodiscard]] std::size_t Count() noexcept;
+
+private:
+    std::array<std::shared_ptr<CSessionRequests>, kMaximum> m_sessions;
 };
 
 /// Everything of one request that WinInet may touch until its very last notification: the context record, the

@@ -20,7 +20,7 @@ public:
     static constexpr DWORD kTimeLimitMs = 4000;
     static constexpr DWORD kCloseWaitMs = 1000;
     /// With so many earlier tunnels of which WinInet still has a request, no other is opened.
-    static constexpr std::size_t kMaximumLeft = CAsyncHttpRequest::kMaximumLeft;
+    static constexpr std::size_t kMaximumLeft = CLeftSessions::kMaximum;
 
     explicit CRtspConnection(DWORD timeLimitMs = kTimeLimitMs) noexcept;
     ~CRtspConnection();
@@ -29,9 +29,9 @@ public:
 
     /// Closes what was open and opens a tunnel under a new cookie; `path` is the URL of both HTTP requests. The
     /// requests carry no credentials: RTSP brings its own. An empty server name or port 0 fails and leaves what was
-    /// open; so many earlier tunnels that WinInet does not let go of fail, too. Blocks up to 6 s: kCloseWaitMs for what
-    /// was open, the time limit for the GET's headers, and a second for the POST to be sent or for closing what could
-    /// not be opened.
+    /// open; kMaximumLeft earlier tunnels of which WinInet still has a request fail it behind the closing. Blocks up to
+    /// 6 s: kCloseWaitMs for what was open, the time limit for the GET's headers, and a second for the POST to be sent
+    /// or for closing what could not be opened.
     [[nodiscard]] bool ConnectToServer(const wchar_t* server, WORD port, const std::wstring& path,
                                        const std::wstring& user, const std::wstring& password) noexcept;
 
