@@ -61,8 +61,8 @@ Json ParseGood(const ChildResult& result)
 /// The walk-through against `camera`.
 Json RunDemo(const CCameraSimulator& camera)
 {
-    const ChildResult result = RunProgram(L"demo --unregistered --json --sim-control 127.0.0.1:" +
-                                          std::to_wstring(camera.ControlPort()));
+    const ChildResult result =
+        RunProgram(L"demo --unregistered --json --sim-control 127.0.0.1:" + std::to_wstring(camera.ControlPort()));
     const Json demo = Json::parse(result.out);
     EXPECT_EQ(result.exitCode == 0, demo["passed"].get<bool>());
     return demo;
