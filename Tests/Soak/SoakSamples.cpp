@@ -18,7 +18,7 @@ struct Count
 constexpr Count kCounts[] = {
     {"handles", &SoakSample::handles, 16},
     {"threads", &SoakSample::threads, 4},
-    {"held by the component", &SoakSample::held, 12},
+    {"held by the component", &SoakSample::held, 10},
     {"heap blocks", &SoakSample::heapBlocks, 400},
     {"heap KB", &SoakSample::heapKilobytes, 128},
     {"private KB", &SoakSample::privateKilobytes, 4096},

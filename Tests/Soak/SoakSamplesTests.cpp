@@ -62,7 +62,7 @@ TEST(SoakVerdict, SmallLeakIsNoticed)
     } rows[] = {
         {"handles", &SoakSample::handles, 2},
         {"threads", &SoakSample::threads, 1},
-        {"held by the component", &SoakSample::held, 2},
+        {"held by the component", &SoakSample::held, 1},
         {"heap blocks", &SoakSample::heapBlocks, 50},
         {"heap KB", &SoakSample::heapKilobytes, 20},
         {"private KB", &SoakSample::privateKilobytes, 800},
